@@ -1,0 +1,116 @@
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "sigflow/tools/MarkList.h"
+
+using namespace sigflow;
+
+namespace {
+// Little-endian bytes of a double, built independently of the stream code.
+std::vector<std::uint8_t> LeBytes(double v) {
+  std::uint64_t bits;
+  std::memcpy(&bits, &v, 8);
+  std::vector<std::uint8_t> out;
+  for (int i = 0; i < 8; ++i) out.push_back(static_cast<std::uint8_t>((bits >> (8 * i)) & 0xFF));
+  return out;
+}
+
+std::vector<std::uint8_t> Image(std::initializer_list<double> values) {
+  std::vector<std::uint8_t> out;
+  for (double v : values) {
+    auto b = LeBytes(v);
+    out.insert(out.end(), b.begin(), b.end());
+  }
+  return out;
+}
+
+TMemoryStream StreamOf(const std::vector<std::uint8_t>& bytes) {
+  TMemoryStream s;
+  s.WriteBuffer(bytes.data(), static_cast<std::int64_t>(bytes.size()));
+  s.SetPosition(0);
+  return s;
+}
+}  // namespace
+
+TEST(MarkListStream, EmptyListIsOneZeroHeaderRecord) {
+  TMarkList list;
+  TMemoryStream s;
+  list.SaveToStream(s);
+  EXPECT_EQ(s.Bytes(), std::vector<std::uint8_t>(32, 0));
+  list.Add({1, 2, 3, 4});
+  s.SetPosition(0);
+  list.LoadFromStream(s);
+  EXPECT_EQ(list.Count(), 0);
+  EXPECT_EQ(s.Position(), 32);
+}
+
+TEST(MarkListStream, ByteImageOfTwoMarksAndRoundTrip) {
+  TMarkList list;
+  list.Add({1000.0, 0.5, -1.25, 0.0});
+  list.Add({2000.0, 0.01, 3.0, 1e-3});
+  TMemoryStream s;
+  list.SaveToStream(s);
+  EXPECT_EQ(s.Bytes(), Image({0, 0, 0, 2, 1000.0, 0.5, -1.25, 0.0, 2000.0, 0.01, 3.0, 1e-3}));
+
+  s.SetPosition(0);
+  TMarkList back;
+  back.LoadFromStream(s);
+  ASSERT_EQ(back.Count(), 2);
+  EXPECT_EQ(back.Values(0), list.Values(0));
+  EXPECT_EQ(back.Values(1), list.Values(1));
+}
+
+TEST(MarkListStream, CountIsRoundedAndMissingBytesReadAsZeros) {
+  // Count 1.6 rounds to 2; the second record is cut after its first field.
+  auto bytes = Image({0, 0, 0, 1.6, 1, 2, 3, 4, 5});
+  auto s = StreamOf(bytes);
+  TMarkList list;
+  list.LoadFromStream(s);
+  ASSERT_EQ(list.Count(), 2);
+  EXPECT_EQ(list.Values(0), (TMarkRecord{1, 2, 3, 4}));
+  EXPECT_EQ(list.Values(1), (TMarkRecord{5, 0, 0, 0}));
+}
+
+TEST(MarkListStream, ImpossibleCountsRaiseAndLeaveTheListAlone) {
+  TMarkList list;
+  list.Add({7, 7, 7, 7});
+  for (double count : {2147483648.0, -1.0, 3.0}) {
+    auto s = StreamOf(Image({0, 0, 0, count, 1}));  // 40 bytes: at most one record
+    EXPECT_THROW(list.LoadFromStream(s), EReadError) << count;
+    ASSERT_EQ(list.Count(), 1);
+    EXPECT_EQ(list.Values(0).Freq, 7);
+  }
+  auto s = StreamOf(Image({0, 0, 0, 2147483648.0, 1}));
+  try {
+    list.LoadFromStream(s);
+    FAIL() << "a count of 2^31 in a 40-byte stream was accepted";
+  } catch (const EReadError& e) {
+    EXPECT_EQ(e.Message(), "Mark list count 2147483648 does not fit the 8 bytes left in the stream");
+  }
+}
+
+TEST(MarkListSort, EachFieldAscendingAndStable) {
+  TMarkList list;
+  list.Add({3, 10, 0.5, 2});
+  list.Add({1, 30, 0.1, 1});
+  list.Add({2, 20, 0.5, 3});
+  EXPECT_EQ(list.SortType(), srtFreq);
+  list.SetSortType(srtAmplt);
+  EXPECT_EQ(list.Values(0).Freq, 3);  // setting the type does not sort
+  list.Sort();
+  EXPECT_EQ(list.Values(0).Amplt, 10);
+  EXPECT_EQ(list.Values(2).Amplt, 30);
+  list.SortPhase();  // 0.1, then the two 0.5 in their present order (amplitude 10, 20)
+  EXPECT_EQ(list.Values(0).Phase, 0.1);
+  EXPECT_EQ(list.Values(1).Amplt, 10);
+  EXPECT_EQ(list.Values(2).Amplt, 20);
+  list.SortTime();
+  EXPECT_EQ(list.Values(0).Time, 1);
+  EXPECT_EQ(list.Values(2).Time, 3);
+  list.SortFreq();
+  EXPECT_EQ(list.Values(1).Freq, 2);
+  list.Delete(1);
+  EXPECT_EQ(list.Count(), 2);
+  EXPECT_THROW(list.Delete(5), Exception);
+}
