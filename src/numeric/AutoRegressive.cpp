@@ -103,13 +103,7 @@ double BurgT(std::span<const T> x, std::span<T> a, std::span<T> reflection, std:
     const T num = detail::DotConj(fs, b, len);
     const double den = detail::Energy(fs, len) + detail::Energy(b, len);
     const T k = den > 0 ? T(-2.0) * num / den : T(0);
-    const T kc = Conj(k);
-    for (std::size_t i = 0; i < len; ++i) {
-      const T fi = fs[i];
-      const T bi = b[i];
-      fs[i] = fi + k * bi;
-      b[i] = bi + kc * fi;
-    }
+    detail::LatticeStep(fs, b, len, k);
     ++fs;
     --len;
     StepUp<T>(a, m, k);

@@ -57,4 +57,29 @@ inline double Energy(const std::complex<double>* a, std::size_t n) {
   return Energy(reinterpret_cast<const double*>(a), 2 * n);
 }
 
+// Burg lattice step: f[i] += k b[i], b[i] += conj(k) f[i] (both from the old values). f and b
+// never overlap, which lets the compiler vectorise without run-time alias checks.
+inline void LatticeStep(double* __restrict f, double* __restrict b, std::size_t n, double k) {
+  for (std::size_t i = 0; i < n; ++i) {
+    const double fi = f[i];
+    const double bi = b[i];
+    f[i] = fi + k * bi;
+    b[i] = bi + k * fi;
+  }
+}
+
+inline void LatticeStep(std::complex<double>* __restrict fc, std::complex<double>* __restrict bc,
+                        std::size_t n, std::complex<double> k) {
+  double* __restrict f = reinterpret_cast<double*>(fc);
+  double* __restrict b = reinterpret_cast<double*>(bc);
+  const double kr = k.real(), ki = k.imag();
+  for (std::size_t i = 0; i < n; ++i) {
+    const double fr = f[2 * i], fi = f[2 * i + 1], br = b[2 * i], bi = b[2 * i + 1];
+    f[2 * i] = fr + kr * br - ki * bi;
+    f[2 * i + 1] = fi + kr * bi + ki * br;
+    b[2 * i] = br + kr * fr + ki * fi;
+    b[2 * i + 1] = bi + kr * fi - ki * fr;
+  }
+}
+
 }  // namespace sigflow::detail
