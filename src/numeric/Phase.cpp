@@ -3,6 +3,8 @@
 #include <cmath>
 #include <numbers>
 
+#include "sigflow/core/Exceptions.h"
+
 namespace sigflow {
 namespace {
 
@@ -21,6 +23,7 @@ double FlooredMod(double a, double b) {
 
 void PhaseUnwrap(std::span<double> phase, double halfPeriod, bool radians,
                  TRunningPhase running, double step) {
+  if (!(halfPeriod > 0.0)) throw Exception("PhaseUnwrap: HalfPeriod <= 0");
   if (phase.size() < 2) return;
   const double h = radians ? halfPeriod / 180.0 * std::numbers::pi : halfPeriod;
   const double period = 2.0 * h;

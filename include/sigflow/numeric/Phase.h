@@ -25,6 +25,7 @@ enum TRunningPhase : int {
 //               Ignored by the other modes and treated as rpConstPhase when not > 0.
 // rpDefault and rpConstPhase reproduce numpy.unwrap(p, discont=h, period=2h), including
 // its rule that a step of exactly +-h is kept. Never allocates.
+// Throws Exception "PhaseUnwrap: HalfPeriod <= 0" (also for NaN).
 void PhaseUnwrap(std::span<double> phase, double halfPeriod, bool radians,
                  TRunningPhase running, double step);
 
