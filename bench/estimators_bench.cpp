@@ -11,7 +11,8 @@ static void BM_Burg4096_sigflow(benchmark::State& state) {
   const std::size_t n = 4096, order = 16;
   std::vector<double> x(n);
   for (std::size_t i = 0; i < n; ++i)
-    x[i] = std::sin(0.05 * static_cast<double>(i)) + 0.3 * std::sin(0.9 * static_cast<double>(i) + 1);
+    x[i] =
+        std::sin(0.05 * static_cast<double>(i)) + 0.3 * std::sin(0.9 * static_cast<double>(i) + 1);
   std::vector<double> a(order + 1), refl(order), work(2 * n);
   for (auto _ : state) {
     benchmark::DoNotOptimize(sigflow::ArBurg(x, a, refl, work));

@@ -163,7 +163,8 @@ TArModel<T> CovarianceModel(const char* name, std::span<const T> x, std::size_t 
                             bool forwardBackward) {
   const std::size_t n = x.size();
   if (n == 0) throw Exception(std::string(name) + ": Length = 0");
-  if (2 * p > n) throw Exception(std::string(name) + ": " + OrderText(p, ">", "Length div 2", n / 2));
+  if (2 * p > n)
+    throw Exception(std::string(name) + ": " + OrderText(p, ">", "Length div 2", n / 2));
   TArModel<T> model;
   model.A.assign(p + 1, T(0));
   model.A[0] = T(1);

@@ -24,9 +24,12 @@ std::vector<C> Cplx(const char* name) { return ToComplex(Ref()[name]); }
 
 TEST(CorrelationOracle, AutoCorrelationsMatchNumpyCorrelate) {
   const auto x = Real("corr_x");
-  EXPECT_TRUE(CloseTo(sigflow::AutoCorrBiased(std::span<const double>(x), 12), Real("acb_x"), 1e-13));
-  EXPECT_TRUE(CloseTo(sigflow::AutoCorrUnBiased(std::span<const double>(x), 12), Real("acu_x"), 1e-13));
-  EXPECT_TRUE(CloseTo(sigflow::AutoCorrNormal(std::span<const double>(x), 12), Real("acn_x"), 1e-13));
+  EXPECT_TRUE(
+      CloseTo(sigflow::AutoCorrBiased(std::span<const double>(x), 12), Real("acb_x"), 1e-13));
+  EXPECT_TRUE(
+      CloseTo(sigflow::AutoCorrUnBiased(std::span<const double>(x), 12), Real("acu_x"), 1e-13));
+  EXPECT_TRUE(
+      CloseTo(sigflow::AutoCorrNormal(std::span<const double>(x), 12), Real("acn_x"), 1e-13));
   const auto z = Cplx("corr_z");
   EXPECT_TRUE(CloseTo(sigflow::AutoCorrBiased(std::span<const C>(z), 12), Cplx("acb_z"), 1e-13));
   EXPECT_TRUE(CloseTo(sigflow::AutoCorrUnBiased(std::span<const C>(z), 12), Cplx("acu_z"), 1e-13));
@@ -36,8 +39,10 @@ TEST(CorrelationOracle, AutoCorrelationsMatchNumpyCorrelate) {
 TEST(CorrelationOracle, CrossCorrelationMatchesNumpyIncludingLagsBeyondTheOverlap) {
   const auto x = Real("corr_x");
   const auto y = Real("corr_y");
-  EXPECT_TRUE(CloseTo(sigflow::CrossCorr(std::span<const double>(x), y, 5, 9), Real("cross_xy"), 1e-13));
-  EXPECT_TRUE(CloseTo(sigflow::CrossCorr(std::span<const double>(y), x, 0, 40), Real("cross_yx"), 1e-13));
+  EXPECT_TRUE(
+      CloseTo(sigflow::CrossCorr(std::span<const double>(x), y, 5, 9), Real("cross_xy"), 1e-13));
+  EXPECT_TRUE(
+      CloseTo(sigflow::CrossCorr(std::span<const double>(y), x, 0, 40), Real("cross_yx"), 1e-13));
   const auto z = Cplx("corr_z");
   const auto w = Cplx("corr_w");
   EXPECT_TRUE(CloseTo(sigflow::CrossCorr(std::span<const C>(z), w, 7, 3), Cplx("cross_zw"), 1e-13));
@@ -82,8 +87,8 @@ TEST(AutoRegressiveOracle, RealEstimatorsMatchDirectLeastSquaresAndBurg) {
     const double noise = Real((p + "_noise").c_str())[0];
     EXPECT_NEAR(m.NoiseVariance, noise, 1e-9 * noise);
   }
-  EXPECT_TRUE(CloseTo(sigflow::ArBurg(std::span<const double>(x), 6).Reflection,
-                      Real("burg_refl"), 1e-9));
+  EXPECT_TRUE(
+      CloseTo(sigflow::ArBurg(std::span<const double>(x), 6).Reflection, Real("burg_refl"), 1e-9));
 }
 
 TEST(AutoRegressiveOracle, ComplexEstimatorsMatchDirectLeastSquaresAndBurg) {
@@ -96,8 +101,8 @@ TEST(AutoRegressiveOracle, ComplexEstimatorsMatchDirectLeastSquaresAndBurg) {
     const double noise = Real((p + "_noise").c_str())[0];
     EXPECT_NEAR(m.NoiseVariance, noise, 1e-9 * noise);
   }
-  EXPECT_TRUE(CloseTo(sigflow::ArBurg(std::span<const C>(z), 4).Reflection, Cplx("burgc_refl"),
-                      1e-9));
+  EXPECT_TRUE(
+      CloseTo(sigflow::ArBurg(std::span<const C>(z), 4).Reflection, Cplx("burgc_refl"), 1e-9));
 }
 
 TEST(AutoRegressiveOracle, ModelSpectrumMatchesFreqz) {

@@ -28,11 +28,14 @@ void AutoCorrNormal(std::span<const std::complex<double>> x, std::span<std::comp
 
 // Lags 0 .. maxLag (maxLag + 1 values).
 std::vector<double> AutoCorrBiased(std::span<const double> x, std::size_t maxLag);
-std::vector<std::complex<double>> AutoCorrBiased(std::span<const std::complex<double>> x, std::size_t maxLag);
+std::vector<std::complex<double>> AutoCorrBiased(std::span<const std::complex<double>> x,
+                                                 std::size_t maxLag);
 std::vector<double> AutoCorrUnBiased(std::span<const double> x, std::size_t maxLag);
-std::vector<std::complex<double>> AutoCorrUnBiased(std::span<const std::complex<double>> x, std::size_t maxLag);
+std::vector<std::complex<double>> AutoCorrUnBiased(std::span<const std::complex<double>> x,
+                                                   std::size_t maxLag);
 std::vector<double> AutoCorrNormal(std::span<const double> x, std::size_t maxLag);
-std::vector<std::complex<double>> AutoCorrNormal(std::span<const std::complex<double>> x, std::size_t maxLag);
+std::vector<std::complex<double>> AutoCorrNormal(std::span<const std::complex<double>> x,
+                                                 std::size_t maxLag);
 
 // Biased cross-correlation for lags k = -negativeLags .. positiveLags:
 //   r[negativeLags + k] = 1/M * sum_n x[n+k] * conj(y[n]),   M = max(x.size(), y.size()),
@@ -42,11 +45,13 @@ std::vector<std::complex<double>> AutoCorrNormal(std::span<const std::complex<do
 // x or y throws "CrossCorr: Length = 0".
 void CrossCorr(std::span<const double> x, std::span<const double> y, std::size_t negativeLags,
                std::size_t positiveLags, std::span<double> r);
-void CrossCorr(std::span<const std::complex<double>> x, std::span<const std::complex<double>> y, std::size_t negativeLags,
-               std::size_t positiveLags, std::span<std::complex<double>> r);
+void CrossCorr(std::span<const std::complex<double>> x, std::span<const std::complex<double>> y,
+               std::size_t negativeLags, std::size_t positiveLags,
+               std::span<std::complex<double>> r);
 std::vector<double> CrossCorr(std::span<const double> x, std::span<const double> y,
                               std::size_t negativeLags, std::size_t positiveLags);
-std::vector<std::complex<double>> CrossCorr(std::span<const std::complex<double>> x, std::span<const std::complex<double>> y,
-                            std::size_t negativeLags, std::size_t positiveLags);
+std::vector<std::complex<double>> CrossCorr(std::span<const std::complex<double>> x,
+                                            std::span<const std::complex<double>> y,
+                                            std::size_t negativeLags, std::size_t positiveLags);
 
 }  // namespace sigflow
