@@ -1,0 +1,50 @@
+#pragma once
+// Comparison of estimator results with oracle arrays (complex arrays interleaved re, im).
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <span>
+#include <vector>
+
+namespace sigflow::test {
+
+inline std::vector<std::complex<double>> ToComplex(const std::vector<double>& v) {
+  std::vector<std::complex<double>> c(v.size() / 2);
+  for (std::size_t i = 0; i < c.size(); ++i) c[i] = {v[2 * i], v[2 * i + 1]};
+  return c;
+}
+
+// Every |got[i] - want[i]| <= tol * max|want|; the failure names the worst index.
+template <class T>
+::testing::AssertionResult CloseTo(std::span<const T> got, std::span<const T> want, double tol) {
+  if (got.size() != want.size())
+    return ::testing::AssertionFailure()
+           << "size " << got.size() << " but reference has " << want.size();
+  double scale = 0;
+  for (const T& w : want) scale = std::max(scale, std::abs(w));
+  if (scale == 0) scale = 1;
+  double worst = 0;
+  std::size_t at = 0;
+  for (std::size_t i = 0; i < got.size(); ++i) {
+    const double e = std::abs(got[i] - want[i]);
+    if (std::isnan(e)) return ::testing::AssertionFailure() << "NaN at index " << i;
+    if (e > worst) {
+      worst = e;
+      at = i;
+    }
+  }
+  if (worst <= tol * scale) return ::testing::AssertionSuccess();
+  return ::testing::AssertionFailure() << "worst error " << worst << " at index " << at
+                                       << " (got " << got[at] << ", want " << want[at]
+                                       << "), allowed " << tol * scale;
+}
+
+template <class T>
+::testing::AssertionResult CloseTo(const std::vector<T>& got, const std::vector<T>& want,
+                                   double tol) {
+  return CloseTo<T>(std::span<const T>(got), std::span<const T>(want), tol);
+}
+
+}  // namespace sigflow::test
