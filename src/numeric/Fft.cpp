@@ -22,6 +22,9 @@ struct PlanKey {
   bool operator<(const PlanKey& o) const {
     return std::tie(n, kind, inPlace, aligned) < std::tie(o.n, o.kind, o.inPlace, o.aligned);
   }
+  bool operator==(const PlanKey& o) const {
+    return n == o.n && kind == o.kind && inPlace == o.inPlace && aligned == o.aligned;
+  }
 };
 
 // Plans live until the program ends. FFTW's planner is not thread-safe, so making and
@@ -83,8 +86,22 @@ PlanCache& Cache() {
 
 bool Aligned(const void* p) { return fftw_alignment_of(static_cast<double*>(const_cast<void*>(p))) == 0; }
 
+// A block path repeats a few shapes: the last ones used on this thread are found without the
+// lock. Plans are never destroyed before exit, so the pointers stay valid.
 fftw_plan PlanFor(int n, Kind kind, const void* in, const void* out) {
-  return Cache().Get(PlanKey{n, kind, in == out, Aligned(in) && Aligned(out)});
+  struct Slot {
+    PlanKey key;
+    fftw_plan plan;
+  };
+  constexpr unsigned kSlots = 4;
+  thread_local Slot recent[kSlots] = {};
+  thread_local unsigned next = 0;
+  const PlanKey key{n, kind, in == out, Aligned(in) && Aligned(out)};
+  for (const Slot& s : recent)
+    if (s.plan && s.key == key) return s.plan;
+  fftw_plan p = Cache().Get(key);
+  recent[next++ % kSlots] = Slot{key, p};
+  return p;
 }
 
 void CheckInt(std::size_t n) {
