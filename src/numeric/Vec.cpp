@@ -21,6 +21,7 @@ inline void Each(double* __restrict d, const double* __restrict s, std::size_t n
   for (; i + 8 <= n; i += 8) {
     double* __restrict db = d + i;
     const double* __restrict sb = s + i;
+#pragma GCC unroll 8
     for (int k = 0; k < 8; ++k) op(db[k], sb[k]);
   }
   for (; i < n; ++i) op(d[i], s[i]);
@@ -31,6 +32,7 @@ inline void Each(double* __restrict d, std::size_t n, Op op) {
   std::size_t i = 0;
   for (; i + 8 <= n; i += 8) {
     double* __restrict db = d + i;
+#pragma GCC unroll 8
     for (int k = 0; k < 8; ++k) op(db[k]);
   }
   for (; i < n; ++i) op(d[i]);
