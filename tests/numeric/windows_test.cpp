@@ -17,14 +17,14 @@ double SidelobeDb(const TVec& w) {
   const int pad = 64 * w.Length();
   TVec x(pad);
   x.Copy(w, 0, 0, w.Length());
-  TVec spec;
-  x.RealFFT(spec);
-  spec.Mag();
+  TVec spectrum;
+  x.RealFFT(spectrum);
+  spectrum.Mag();
   int k = 0;
-  while (k + 1 < spec.Length() && spec.Values(k + 1) <= spec.Values(k)) ++k;
+  while (k + 1 < spectrum.Length() && spectrum.Values(k + 1) <= spectrum.Values(k)) ++k;
   double side = 0.0;
-  for (int i = k; i < spec.Length(); ++i) side = std::max(side, spec.Values(i));
-  return 20.0 * std::log10(spec.Values(0) / side);
+  for (int i = k; i < spectrum.Length(); ++i) side = std::max(side, spectrum.Values(i));
+  return 20.0 * std::log10(spectrum.Values(0) / side);
 }
 
 }  // namespace
