@@ -1,0 +1,288 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <complex>
+#include <limits>
+#include <vector>
+
+#include "sigflow/core/Exceptions.h"
+#include "sigflow/numeric/Random.h"
+#include "sigflow/numeric/Vec.h"
+#include "support/alloc_counter.h"
+
+using namespace sigflow;
+using sigflow::test::AllocationScope;
+
+namespace {
+
+TVec Real(std::initializer_list<double> v) {
+  TVec x(int(v.size()));
+  int i = 0;
+  for (double d : v) x.SetValues(i++, d);
+  return x;
+}
+
+TVec Cplx(std::initializer_list<TCplx> v) {
+  TVec x(int(v.size()), true);
+  int i = 0;
+  for (TCplx d : v) x.SetCValues(i++, d);
+  return x;
+}
+
+void ExpectElements(const TVec& x, std::vector<TCplx> want, double tol = 1e-15) {
+  ASSERT_EQ(x.Length(), int(want.size()));
+  for (int i = 0; i < x.Length(); ++i)
+    EXPECT_LE(std::abs(x.CValues(i) - want[std::size_t(i)]), tol) << "element " << i << " is " << x.CValues(i)
+                                                                   << ", want " << want[std::size_t(i)];
+}
+
+}  // namespace
+
+TEST(VecShape, ComplexFlagKeepsElementCountAndRealParts) {
+  TVec x = Real({1, 2, 3});
+  x.SetComplex(true);
+  ASSERT_EQ(x.Length(), 3);
+  ExpectElements(x, {{1, 0}, {2, 0}, {3, 0}});
+  x.SetCValues(1, {5, 7});
+  x.SetComplex(false);
+  ASSERT_EQ(x.Length(), 3);
+  EXPECT_FALSE(x.Complex());
+  ExpectElements(x, {1, 5, 3});
+  EXPECT_EQ(x.Span().size(), 3u);
+}
+
+TEST(VecShape, SetLengthKeepsHeadAndZeroFillsGrowthEvenAfterShrinking) {
+  TVec x = Cplx({{1, 2}, {3, 4}, {5, 6}});
+  x.SetLength(1);
+  x.SetLength(3);  // storage still holds the old values: they must not reappear
+  ExpectElements(x, {{1, 2}, 0, 0});
+  x.Resize(4);
+  ExpectElements(x, {{1, 2}, 0, 0, 0});
+}
+
+TEST(VecShape, OnSetLengthFiresOnEveryLengthChangeIncludingOperations) {
+  TVec x(4);
+  std::vector<int> seen;
+  x.SetOnSetLength([&](TObject* sender) { seen.push_back(static_cast<TVec*>(sender)->Length()); });
+  x.SetLength(4);         // unchanged: no event
+  x.SetComplex(true);     // same count: no event
+  x.SetLength(8);
+  x.DownSample(2, 1);     // 8 -> 4
+  TVec y(10);
+  x.Copy(y);              // 4 -> 10
+  x.Size(10, false);      // unchanged
+  TVec spectrum;
+  spectrum.SetOnSetLength([&](TObject*) { seen.push_back(-1); });
+  y.RealFFT(spectrum);    // 0 -> 6
+  EXPECT_EQ(seen, (std::vector<int>{8, 4, 10, -1}));
+}
+
+TEST(VecShape, CopyConstructionDoesNotCarryTheLengthHandler) {
+  int calls = 0;
+  TVec x(3);
+  x.SetOnSetLength([&](TObject*) { ++calls; });
+  TVec y(x);
+  y.SetLength(5);
+  EXPECT_EQ(calls, 0);
+  x.SetLength(1);
+  EXPECT_EQ(calls, 1);
+}
+
+TEST(VecShape, ReturningToAnEarlierSizeAllocatesNothing) {
+  TVec x(4096, true), y(4096, true);
+  RandGauss(x, 0, 1, 1);
+  RandGauss(y, 0, 1, 2);
+  x.SetLength(10);
+  x.SetComplex(false);
+  AllocationScope scope;
+  for (int round = 0; round < 3; ++round) {
+    x.SetComplex(true);
+    x.SetLength(4096);
+    x.Mul(y);
+    x.Add(y);
+    x.ConjMul(y);
+    x.Scale(0.5);
+    x.Rotate(100);
+    x.RemoveDC(0, 1000);
+    x.Copy(y);
+    x.Mag();
+    x.SetLength(7);
+  }
+  EXPECT_EQ(scope.Count(), 0u);
+}
+
+TEST(VecShape, BadLengthsAndRangesRaise) {
+  TVec x(4), y(5);
+  try {
+    x.Add(y);
+    FAIL() << "Add of 4 and 5 elements did not raise";
+  } catch (const Exception& e) {
+    EXPECT_EQ(e.Message(), "TVec: lengths differ (4 <> 5)");
+  }
+  EXPECT_THROW(x.RemoveDC(2, 3), Exception);
+  EXPECT_THROW(x.SetZero(-1, 1), Exception);
+  EXPECT_THROW(x.SetLength(-1), Exception);
+  EXPECT_THROW(x.Copy(Cplx({1, 2}), 0, 0, 2), Exception);
+}
+
+TEST(VecArithmetic, ComplexOperationsAgreeWithStdComplex) {
+  const std::vector<TCplx> a = {{1, 2}, {-3, 0.5}, {0, -1}, {2.5, 4}};
+  const std::vector<TCplx> b = {{0.5, -1}, {2, 2}, {-1, 3}, {1, 0}};
+  auto make = [](const std::vector<TCplx>& v) {
+    TVec x(int(v.size()), true);
+    for (std::size_t i = 0; i < v.size(); ++i) x.SetCValues(int(i), v[i]);
+    return x;
+  };
+  auto check = [&](auto op, auto ref, const char* name) {
+    TVec x = make(a);
+    op(x, make(b));
+    std::vector<TCplx> want;
+    for (std::size_t i = 0; i < a.size(); ++i) want.push_back(ref(a[i], b[i]));
+    SCOPED_TRACE(name);
+    ExpectElements(x, want, 1e-14);
+  };
+  check([](TVec& x, const TVec& y) { x.Add(y); }, [](TCplx p, TCplx q) { return p + q; }, "Add");
+  check([](TVec& x, const TVec& y) { x.Sub(y); }, [](TCplx p, TCplx q) { return p - q; }, "Sub");
+  check([](TVec& x, const TVec& y) { x.Mul(y); }, [](TCplx p, TCplx q) { return p * q; }, "Mul");
+  check([](TVec& x, const TVec& y) { x.Divide(y); }, [](TCplx p, TCplx q) { return p / q; }, "Divide");
+  check([](TVec& x, const TVec& y) { x.ConjMul(y); }, [](TCplx p, TCplx q) { return p * std::conj(q); }, "ConjMul");
+  check([](TVec& x, const TVec&) { x.Conj(); }, [](TCplx p, TCplx) { return std::conj(p); }, "Conj");
+  check([](TVec& x, const TVec&) { x.Inv(); }, [](TCplx p, TCplx) { return 1.0 / p; }, "Inv");
+  check([](TVec& x, const TVec&) { x.Sqr(); }, [](TCplx p, TCplx) { return p * p; }, "Sqr");
+  check([](TVec& x, const TVec&) { x.Sqrt(); }, [](TCplx p, TCplx) { return std::sqrt(p); }, "Sqrt");
+  check([](TVec& x, const TVec&) { x.Ln(); }, [](TCplx p, TCplx) { return std::log(p); }, "Ln");
+  check([](TVec& x, const TVec&) { x.Power(1.5); }, [](TCplx p, TCplx) { return std::pow(p, 1.5); }, "Power");
+  check([](TVec& x, const TVec&) { x.Scale(TCplx(0, 2)); }, [](TCplx p, TCplx) { return p * TCplx(0, 2); }, "Scale");
+  check([](TVec& x, const TVec&) { x.Mag(); }, [](TCplx p, TCplx) { return TCplx(std::abs(p)); }, "Mag");
+}
+
+TEST(VecArithmetic, MixedKindsPromoteARealVectorAndTreatARealArgumentAsComplex) {
+  TVec r = Real({1, 2});
+  r.Mul(Cplx({{0, 1}, {1, 1}}));
+  EXPECT_TRUE(r.Complex());
+  ExpectElements(r, {{0, 1}, {2, 2}});
+  TVec c = Cplx({{1, 1}, {2, -2}});
+  c.Mul(Real({3, -1}));
+  ExpectElements(c, {{3, 3}, {-2, 2}});
+  c.Add(Real({1, 1}));
+  ExpectElements(c, {{4, 3}, {-1, 2}});
+  c.Add(10.0);
+  ExpectElements(c, {{14, 3}, {9, 2}});
+}
+
+TEST(VecArithmetic, RealDomainEdgesFollowIeee) {
+  TVec x = Real({0.0, -1.0, 4.0});
+  x.Ln();
+  EXPECT_EQ(x.Values(0), -std::numeric_limits<double>::infinity());
+  EXPECT_TRUE(std::isnan(x.Values(1)));
+  EXPECT_DOUBLE_EQ(x.Values(2), std::log(4.0));
+  TVec y = Real({0.0, -4.0});
+  y.Inv();
+  EXPECT_EQ(y.Values(0), std::numeric_limits<double>::infinity());
+  EXPECT_EQ(y.Values(1), -0.25);
+}
+
+TEST(VecReorder, RotateShiftsLeftAndNegativeOffsetsShiftRight) {
+  TVec x = Real({0, 1, 2, 3, 4});
+  x.Rotate(2);
+  ExpectElements(x, {2, 3, 4, 0, 1});
+  x.Rotate(-2);
+  ExpectElements(x, {0, 1, 2, 3, 4});
+  x.Rotate(12);  // same as 2
+  ExpectElements(x, {2, 3, 4, 0, 1});
+  TVec c = Cplx({{1, 1}, {2, 2}, {3, 3}, {4, 4}});
+  c.Rotate(c.Length() / 2);  // negative frequencies first
+  ExpectElements(c, {{3, 3}, {4, 4}, {1, 1}, {2, 2}});
+}
+
+TEST(VecReorder, DownSamplePicksEveryFactorthFromPhase) {
+  TVec x = Real({0, 1, 2, 3, 4, 5, 6});
+  TVec y;
+  y.DownSample(x, 3, 1);
+  ExpectElements(y, {1, 4});
+  y.DownSample(x, 3, 0);
+  ExpectElements(y, {0, 3, 6});
+  y.DownSample(x, 2, 9);
+  EXPECT_EQ(y.Length(), 0);
+  // Interleaved stereo to one channel, in place.
+  TVec s = Cplx({{0, 0}, {10, 1}, {1, 0}, {11, 1}});
+  s.DownSample(2, 1);
+  ExpectElements(s, {{10, 1}, {11, 1}});
+  EXPECT_THROW(x.DownSample(0, 0), Exception);
+}
+
+TEST(VecReorder, RealAndImagPartsAndReverse) {
+  const TVec c = Cplx({{1, -1}, {2, -2}, {3, -3}});
+  TVec r, i;
+  r.RealPart(c);
+  i.ImagPart(c);
+  ExpectElements(r, {1, 2, 3});
+  ExpectElements(i, {-1, -2, -3});
+  TVec self(c);
+  self.ImagPart(self);
+  ExpectElements(self, {-1, -2, -3});
+  self.Reverse();
+  ExpectElements(self, {-3, -2, -1});
+}
+
+TEST(VecRanges, RemoveDCTouchesOnlyItsRangeAndCopyRangeKeepsShape) {
+  TVec x = Real({1, 2, 3, 10, 10});
+  x.RemoveDC(0, 3);
+  ExpectElements(x, {-1, 0, 1, 10, 10});
+  TVec c = Cplx({{1, 1}, {3, 5}, {7, 7}});
+  c.RemoveDC(0, 2);
+  ExpectElements(c, {{-1, -2}, {1, 2}, {7, 7}});
+  TVec dst(6, true);
+  dst.Copy(Real({5, 6, 7}), 1, 3, 2);
+  ExpectElements(dst, {0, 0, 0, 6, 7, 0});
+  dst.SetZero(3, 1);
+  ExpectElements(dst, {0, 0, 0, 0, 7, 0});
+}
+
+TEST(VecRanges, ReplaceAndThresholds) {
+  TVec x = Real({0.0, 1e-5, -2.0, 3.0, std::numeric_limits<double>::quiet_NaN()});
+  x.Replace(0.0, 7.0, 1e-4);
+  EXPECT_EQ(x.Values(0), 7.0);
+  EXPECT_EQ(x.Values(1), 7.0);
+  EXPECT_EQ(x.Values(2), -2.0);
+  EXPECT_TRUE(std::isnan(x.Values(4)));
+  x.ThreshBottom(-1.0);
+  x.ThreshTop(5.0);
+  EXPECT_EQ(x.Values(0), 5.0);
+  EXPECT_EQ(x.Values(2), -1.0);
+}
+
+TEST(VecStatistics, SmallCasesAndEmptyVectors) {
+  const TVec x = Real({3, -4, 1, 2});
+  EXPECT_DOUBLE_EQ(x.Mean(), 0.5);
+  EXPECT_DOUBLE_EQ(x.StdDev(), std::sqrt((6.25 + 20.25 + 0.25 + 2.25) / 3));
+  EXPECT_DOUBLE_EQ(x.RMS(), std::sqrt(30.0 / 4));
+  EXPECT_EQ(x.Peak(), 4.0);
+  EXPECT_DOUBLE_EQ(x.Crest(), 4.0 / std::sqrt(7.5));
+  double mn, mx;
+  int imn, imx;
+  x.MinMax(mn, mx, imn, imx);
+  EXPECT_EQ(mn, -4.0);
+  EXPECT_EQ(imn, 1);
+  EXPECT_EQ(mx, 3.0);
+  EXPECT_EQ(imx, 0);
+  EXPECT_EQ(Real({5}).StdDev(), 0.0);
+  const TVec e;
+  EXPECT_TRUE(std::isnan(e.Mean()));
+  EXPECT_TRUE(std::isnan(e.Max()));
+  EXPECT_EQ(e.MaxIndex(), -1);
+  EXPECT_EQ(e.NearestMaximum(3), -1);
+}
+
+TEST(VecStatistics, NearestMaximumAndMinimumClimbToTheLocalExtremum) {
+  //                 0  1  2  3  4  5  6  7  8
+  const TVec x = Real({0, 1, 5, 2, 1, 3, 9, 4, 2});
+  EXPECT_EQ(x.NearestMaximum(1), 2);
+  EXPECT_EQ(x.NearestMaximum(3), 2);
+  EXPECT_EQ(x.NearestMaximum(4), 6);   // the larger neighbour wins, then on to 9
+  EXPECT_EQ(x.NearestMaximum(8), 6);
+  EXPECT_EQ(x.NearestMaximum(100), 6); // clamped to the last index first
+  EXPECT_EQ(x.NearestMinimum(2), 0);
+  EXPECT_EQ(x.NearestMinimum(3), 4);
+  EXPECT_EQ(x.NearestMinimum(5), 4);
+}
