@@ -101,8 +101,8 @@ void ChirpInit(TChirpState& State, double StartFrequency, double Phase, double S
   detail::CheckFinite(Offset, "Offset");
   if (Period < 1) throw Exception("Chirp period must be at least one sample");
   TChirpState s;
-  s.StartStep = static_cast<double>(static_cast<long double>(StartFrequency) / SamplingFrequency);
-  s.StopStep = static_cast<double>(static_cast<long double>(StopFrequency) / SamplingFrequency);
+  s.StartStep = static_cast<long double>(StartFrequency) / SamplingFrequency;
+  s.StopStep = static_cast<long double>(StopFrequency) / SamplingFrequency;
   s.Phase = Phase;
   s.StartAmplitude = StartAmplitude;
   s.EndAmplitude = EndAmplitude;

@@ -71,8 +71,8 @@ void ImpulseWave(TImpulseWaveState& State, std::span<double> Out);
 // F2, method='linear') with a sine in place of the cosine. A generator that sweeps "over the
 // block" passes its block length as Period; blocks of that length then each hold one sweep.
 struct TChirpState {
-  double StartStep = 0;  // f1, cycles per sample
-  double StopStep = 0;   // f2
+  long double StartStep = 0;  // f1, cycles per sample
+  long double StopStep = 0;   // f2
   double Phase = 0;      // radians
   double StartAmplitude = 0;
   double EndAmplitude = 0;
