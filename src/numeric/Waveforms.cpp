@@ -53,7 +53,12 @@ void ImpulseWaveInit(TImpulseWaveState& State, double High, double Low, double R
     s.RiseEnd = Raise / sum;
     s.TopEnd = (Raise + High) / sum;
     s.FallEnd = (Raise + High + Fall) / sum;
-    if (Low == 0.0) s.FallEnd = 1.0;
+    // Without a rest the last segment must reach the end of the period exactly.
+    if (Low == 0.0) {
+      s.FallEnd = 1.0;
+      if (Fall == 0.0) s.TopEnd = 1.0;
+      if (Fall == 0.0 && High == 0.0) s.RiseEnd = 1.0;
+    }
     s.RiseSlope = s.RiseEnd > 0.0 ? Level / s.RiseEnd : 0.0;
     s.FallSlope = s.FallEnd > s.TopEnd ? Level / (s.FallEnd - s.TopEnd) : 0.0;
   }

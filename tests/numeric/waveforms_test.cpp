@@ -28,35 +28,9 @@ std::vector<double> Generate(State& s, Fn process, std::size_t n) {
   return out;
 }
 
-// Blocks of the given sizes from a copy of s, concatenated.
-template <class State, class Fn>
-std::vector<double> InBlocks(State s, Fn process, const std::vector<std::size_t>& sizes) {
-  std::vector<double> out;
-  for (std::size_t n : sizes) {
-    std::vector<double> b(n, kNaN);
-    process(s, std::span<double>(b));
-    out.insert(out.end(), b.begin(), b.end());
-  }
-  return out;
-}
-
-// Block-size invariance and copy continuation, the two laws every generator state keeps.
 template <class State, class Fn>
 void ExpectStreamLaws(const State& s, Fn process) {
-  const auto one = InBlocks(s, process, {100000});
-  const auto hundred = InBlocks(s, process, std::vector<std::size_t>(100, 1000));
-  const auto uneven = InBlocks(s, process, {1, 255, 257, 4096, 3, 7000, 88388});
-  ASSERT_EQ(one.size(), hundred.size());
-  ASSERT_EQ(one.size(), uneven.size());
-  double worst = 0;
-  for (std::size_t i = 0; i < one.size(); ++i)
-    worst = std::max({worst, std::abs(one[i] - hundred[i]), std::abs(one[i] - uneven[i])});
-  EXPECT_LE(worst, 1e-12);
-
-  State a = s;
-  Generate(a, process, 12345);
-  State b = a;
-  EXPECT_EQ(Generate(a, process, 6000), Generate(b, process, 6000));
+  test::ExpectStreamLaws<double>(s, process);
 }
 
 // ---------------------------------------------------------------------------------------
