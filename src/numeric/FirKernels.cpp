@@ -25,12 +25,15 @@ SIGFLOW_KERNEL_INLINE void DirectImpl(const double* g, std::size_t len, const do
   std::size_t q = 0;
   for (; q + K * W <= n; q += K * W) {
     V a[K];
+#pragma GCC unroll 16
     for (int k = 0; k < K; ++k) a[k] = V{};
     const double* p = x + q;
     for (std::size_t j = 0; j < len; ++j, p += stride) {
       const V t = V{} + g[j];
+#pragma GCC unroll 16
       for (int k = 0; k < K; ++k) a[k] += t * *reinterpret_cast<const U*>(p + k * W);
     }
+#pragma GCC unroll 16
     for (int k = 0; k < K; ++k) *reinterpret_cast<U*>(out + q + k * W) = a[k];
   }
   for (; q + W <= n; q += W) {
@@ -58,11 +61,14 @@ SIGFLOW_KERNEL_INLINE void DotsImpl(const double* g, std::size_t m, const double
   for (; k < count; k += B) {
     const int nb = count - k >= static_cast<std::size_t>(B) ? B : static_cast<int>(count - k);
     const double* p[B];
+#pragma GCC unroll 8
     for (int b = 0; b < B; ++b) p[b] = x + (k + (b < nb ? b : 0)) * step;
     V a[B];
+#pragma GCC unroll 8
     for (int b = 0; b < B; ++b) a[b] = V{};
     for (std::size_t j = 0; j < mv; j += W) {
       const V t = *reinterpret_cast<const U*>(g + j);
+#pragma GCC unroll 8
       for (int b = 0; b < B; ++b) a[b] += t * *reinterpret_cast<const U*>(p[b] + j);
     }
     for (int b = 0; b < nb; ++b) {
@@ -93,7 +99,7 @@ void DotsBase(const double* g, std::size_t m, const double* x, std::size_t step,
 __attribute__((target("avx2,fma"))) void DirectAvx2(const double* g, std::size_t len,
                                                     const double* x, std::size_t stride,
                                                     double* out, std::size_t n) {
-  DirectImpl<4, 4>(g, len, x, stride, out, n);
+  DirectImpl<4, 8>(g, len, x, stride, out, n);
 }
 __attribute__((target("avx2,fma"))) void DotsAvx2(const double* g, std::size_t m, const double* x,
                                                   std::size_t step, std::size_t count, double* out,
@@ -103,7 +109,7 @@ __attribute__((target("avx2,fma"))) void DotsAvx2(const double* g, std::size_t m
 __attribute__((target("avx512f"))) void DirectAvx512(const double* g, std::size_t len,
                                                      const double* x, std::size_t stride,
                                                      double* out, std::size_t n) {
-  DirectImpl<8, 4>(g, len, x, stride, out, n);
+  DirectImpl<8, 8>(g, len, x, stride, out, n);
 }
 __attribute__((target("avx512f"))) void DotsAvx512(const double* g, std::size_t m,
                                                    const double* x, std::size_t step,
