@@ -55,7 +55,7 @@ SIGFLOW_KERNEL_INLINE void DotsImpl(const double* g, std::size_t m, const double
                                     std::size_t step, std::size_t count, double* out, bool pair) {
   using V = typename Vec<W>::V;
   using U = typename Vec<W>::U;
-  constexpr int B = 4;  // outputs per pass; they share every tap load
+  constexpr int B = 8;  // outputs per pass; they share every tap load
   std::size_t k = 0;
   const std::size_t mv = m - m % W;
   for (; k < count; k += B) {
