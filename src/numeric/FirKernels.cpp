@@ -19,14 +19,15 @@ struct Vec {
 // K vectors of W consecutive outputs share each broadcast tap: no horizontal sums at all.
 template <int W, int K>
 SIGFLOW_KERNEL_INLINE void DirectImpl(const double* g, std::size_t len, const double* x,
-                                      std::size_t stride, double* out, std::size_t n) {
+                                      std::size_t stride, double* out, std::size_t n,
+                                      bool accumulate) {
   using V = typename Vec<W>::V;
   using U = typename Vec<W>::U;
   std::size_t q = 0;
   for (; q + K * W <= n; q += K * W) {
     V a[K];
 #pragma GCC unroll 16
-    for (int k = 0; k < K; ++k) a[k] = V{};
+    for (int k = 0; k < K; ++k) a[k] = accumulate ? *reinterpret_cast<const U*>(out + q + k * W) : V{};
     const double* p = x + q;
     for (std::size_t j = 0; j < len; ++j, p += stride) {
       const V t = V{} + g[j];
@@ -37,13 +38,13 @@ SIGFLOW_KERNEL_INLINE void DirectImpl(const double* g, std::size_t len, const do
     for (int k = 0; k < K; ++k) *reinterpret_cast<U*>(out + q + k * W) = a[k];
   }
   for (; q + W <= n; q += W) {
-    V a = V{};
+    V a = accumulate ? *reinterpret_cast<const U*>(out + q) : V{};
     const double* p = x + q;
     for (std::size_t j = 0; j < len; ++j, p += stride) a += (V{} + g[j]) * *reinterpret_cast<const U*>(p);
     *reinterpret_cast<U*>(out + q) = a;
   }
   for (; q < n; ++q) {
-    double s = 0.0;
+    double s = accumulate ? out[q] : 0.0;
     const double* p = x + q;
     for (std::size_t j = 0; j < len; ++j, p += stride) s += g[j] * *p;
     out[q] = s;
@@ -86,8 +87,8 @@ SIGFLOW_KERNEL_INLINE void DotsImpl(const double* g, std::size_t m, const double
 }
 
 void DirectBase(const double* g, std::size_t len, const double* x, std::size_t stride, double* out,
-                std::size_t n) {
-  DirectImpl<2, 4>(g, len, x, stride, out, n);
+                std::size_t n, bool acc) {
+  DirectImpl<2, 4>(g, len, x, stride, out, n, acc);
 }
 void DotsBase(const double* g, std::size_t m, const double* x, std::size_t step, std::size_t count,
               double* out, bool pair) {
@@ -98,8 +99,8 @@ void DotsBase(const double* g, std::size_t m, const double* x, std::size_t step,
 #define SIGFLOW_HAVE_X86_LEVELS 1
 __attribute__((target("avx2,fma"))) void DirectAvx2(const double* g, std::size_t len,
                                                     const double* x, std::size_t stride,
-                                                    double* out, std::size_t n) {
-  DirectImpl<4, 8>(g, len, x, stride, out, n);
+                                                    double* out, std::size_t n, bool acc) {
+  DirectImpl<4, 8>(g, len, x, stride, out, n, acc);
 }
 __attribute__((target("avx2,fma"))) void DotsAvx2(const double* g, std::size_t m, const double* x,
                                                   std::size_t step, std::size_t count, double* out,
@@ -108,8 +109,8 @@ __attribute__((target("avx2,fma"))) void DotsAvx2(const double* g, std::size_t m
 }
 __attribute__((target("avx512f"))) void DirectAvx512(const double* g, std::size_t len,
                                                      const double* x, std::size_t stride,
-                                                     double* out, std::size_t n) {
-  DirectImpl<8, 8>(g, len, x, stride, out, n);
+                                                     double* out, std::size_t n, bool acc) {
+  DirectImpl<8, 8>(g, len, x, stride, out, n, acc);
 }
 __attribute__((target("avx512f"))) void DotsAvx512(const double* g, std::size_t m,
                                                    const double* x, std::size_t step,

@@ -6,10 +6,11 @@
 namespace sigflow::detail {
 
 struct FirKernelTable {
-  // out[q] = sum_{j<len} g[j] * x[q + stride*j] for q < n. With stride 2 and interleaved
-  // complex x, this is a real-tap filter of complex data with interleaved complex output.
+  // out[q] (+)= sum_{j<len} g[j] * x[q + stride*j] for q < n, added to out[q] when
+  // accumulate is set. With stride 2 and interleaved complex x, this is a real-tap filter
+  // of complex data with interleaved complex output.
   void (*Direct)(const double* g, std::size_t len, const double* x, std::size_t stride,
-                 double* out, std::size_t n);
+                 double* out, std::size_t n, bool accumulate);
   // For k < count: the dot product of g[0..m) with x[k*step ..]. With pair set the even and
   // odd terms are summed apart into out[2k] and out[2k+1] (taps duplicated, complex data);
   // otherwise out[k] gets the whole sum.

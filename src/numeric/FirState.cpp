@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <numeric>
 #include <string>
 
 #include "FirKernels.h"
@@ -13,15 +14,32 @@ namespace {
 // New input samples the delay line takes between two moves of its history to the front;
 // the move costs `history` copies per kLineChunk samples.
 constexpr std::size_t kLineChunk = 4096;
+// Outputs the per-phase delay lines of the decimator hold between two moves.
+constexpr std::size_t kPhaseChunk = 1024;
 // Outputs computed per pass when complex taps need two real passes combined.
 constexpr std::size_t kBatch = 256;
 
+enum : int { kSilent = 0, kDirect = 1, kDecimate = 2, kGeneral = 3 };
+
 std::size_t Width(const FirState& s) { return s.ComplexData ? 2 : 1; }
 std::size_t OutWidth(const FirState& s) { return s.ComplexData || s.ComplexImpulse ? 2 : 1; }
-bool Silent(const FirState& s) { return s.UpSample == 0 || s.DownSample == 0; }
+bool Silent(const FirState& s) { return s.mode == kSilent; }
+
+// With U > 1 the outputs cycle through P = U / gcd(U, D) phases; outputs of one phase read
+// inputs D / gcd(U, D) apart, so when that is 1 a phase is a plain FIR over the line.
+std::int64_t PhasePeriod(const FirState& s) { return s.UpSample / std::gcd(s.UpSample, s.DownSample); }
+std::int64_t PhaseStep(const FirState& s) { return s.DownSample / std::gcd(s.UpSample, s.DownSample); }
+bool PhaseRunsContiguous(const FirState& s) { return PhaseStep(s) == 1; }
 
 void Restart(FirState& s) {
   std::fill(s.line.begin(), s.line.end(), 0.0);
+  if (s.mode == kDecimate) {
+    s.next = 0;
+    s.lineBase = -static_cast<std::int64_t>(s.history);
+    s.slotIndex = 0;
+    s.slotPhase = s.DownDelay;
+    return;
+  }
   s.fill = s.history;
   s.next = static_cast<std::int64_t>(s.DownDelay) +
            static_cast<std::int64_t>(s.history) * s.UpSample;
@@ -45,35 +63,47 @@ void Init(FirState& s, const double* re, const double* im, std::size_t stride, s
   n.DownDelay = D > 0 ? dd : 0;
   n.TapCount = L;
   n.kernels = &detail::FirKernels(detail::FirBestKernelLevel());
+  n.mode = U == 0 || D == 0 ? kSilent : U > 1 ? kGeneral : D > 1 ? kDecimate : kDirect;
   if (Silent(n)) {
     s = std::move(n);
     return;
   }
-  // U = D = 1 runs the broadcast-tap kernel over all outputs of a block at once.
   // TODO(overlap-save): from about 64 taps the direct path should hand over to FFT
   // overlap-save (same output to 1e-12) once the cached FFT is available here.
-  n.direct = U == 1 && D == 1;
-  const std::size_t uu = static_cast<std::size_t>(U);
-  const std::size_t dup = !n.direct && complexData ? 2 : 1;
+  //
+  // Phases: mode 3 splits the taps by up-sampling phase (h[r], h[r+U], ...), mode 2 by
+  // input phase (h[p], h[p+D], ...), mode 1 has one phase. Each phase is stored reversed so
+  // that an output is a forward dot product over consecutive samples.
+  const std::size_t np = static_cast<std::size_t>(n.mode == kDecimate ? D : U);
+  const std::size_t dup = n.mode == kGeneral && complexData && !PhaseRunsContiguous(n) ? 2 : 1;
   std::size_t lmax = 0;
-  for (std::size_t r = 0; r < uu; ++r) {
-    const std::size_t lr = L > r ? (L - r + uu - 1) / uu : 0;
+  for (std::size_t r = 0; r < np; ++r) {
+    const std::size_t lr = L > r ? (L - r + np - 1) / np : 0;
     n.phaseOff.push_back(n.coefRe.size());
     n.phaseLen.push_back(lr);
     lmax = std::max(lmax, lr);
     for (std::size_t t = 0; t < lr; ++t) {
-      const std::size_t j = (r + (lr - 1 - t) * uu) * stride;  // reversed: oldest sample first
+      const std::size_t j = (r + (lr - 1 - t) * np) * stride;
       for (std::size_t c = 0; c < dup; ++c) {
         n.coefRe.push_back(re[j]);
         if (im) n.coefIm.push_back(im[j]);
       }
     }
   }
-  // The newest input an output reads sits at line index >= history - 1 when UpDelay > 0.
-  n.history = lmax - (n.UpDelay == 0 ? 1 : 0);
-  n.capacity = n.history + kLineChunk;
-  n.line.assign(n.capacity * Width(n), 0.0);
-  n.single.assign(((uu + D - 1) / D) * OutWidth(n), 0.0);
+  const std::size_t uu = static_cast<std::size_t>(U);
+  const std::size_t dd_ = static_cast<std::size_t>(D);
+  if (n.mode == kDecimate) {
+    // One line per input phase, indexed by output: the pending output needs one more slot.
+    n.history = lmax - 1;
+    n.capacity = n.history + 1 + kPhaseChunk;
+    n.line.assign(dd_ * n.capacity * Width(n), 0.0);
+  } else {
+    // The newest input an output reads sits at line index >= history - 1 when UpDelay > 0.
+    n.history = lmax - (n.UpDelay == 0 ? 1 : 0);
+    n.capacity = n.history + kLineChunk;
+    n.line.assign(n.capacity * Width(n), 0.0);
+  }
+  n.single.assign(((uu + dd_ - 1) / dd_) * OutWidth(n), 0.0);
   Restart(n);
   s = std::move(n);
 }
@@ -103,7 +133,7 @@ void Emit(const FirState& s, std::size_t nb, std::size_t phaseOffset, double* ou
   }
 }
 
-// Computes every output whose last up-sampled slot is now in the line.
+// Modes 1 and 3: computes every output whose last up-sampled slot is now in the line.
 std::size_t EmitReady(FirState& s, double* out) {
   const std::size_t w = Width(s);
   const std::size_t ow = OutWidth(s);
@@ -112,49 +142,59 @@ std::size_t EmitReady(FirState& s, double* out) {
   const std::int64_t end = static_cast<std::int64_t>(s.fill) * U;
   if (s.next >= end) return 0;
   const std::size_t count = static_cast<std::size_t>((end - s.next + D - 1) / D);
-  const std::size_t batchMax = s.ComplexImpulse ? kBatch : count;
   const auto& k = *s.kernels;
-  if (U == 1) {
+  if (s.mode == kDirect) {
     const std::size_t L = s.phaseLen[0];
-    const std::size_t m = s.direct ? L : L * w;
+    const std::size_t batchMax = s.ComplexImpulse ? kBatch : count;
     for (std::size_t done = 0; done < count;) {
       const std::size_t nb = std::min(batchMax, count - done);
-      const std::size_t first = static_cast<std::size_t>(s.next) + done * D + 1 - L;
-      const double* x = s.line.data() + first * w;
-      if (s.direct) {
-        Emit(s, nb, 0, out + done * ow, [&](const double* g, double* dst) {
-          k.Direct(g, m, x, w, dst, nb * w);
-        });
+      const double* x = s.line.data() + (static_cast<std::size_t>(s.next) + done + 1 - L) * w;
+      Emit(s, nb, 0, out + done * ow, [&](const double* g, double* dst) {
+        k.Direct(g, L, x, w, dst, nb * w, false);
+      });
+      done += nb;
+    }
+    s.next += static_cast<std::int64_t>(count);
+    return count;
+  }
+  // Mode 3: one pass per output phase, into a scratch run, scattered P outputs apart.
+  const std::int64_t P = PhasePeriod(s);
+  const std::int64_t step = PhaseStep(s);
+  const bool contiguous = step == 1;
+  double run[2 * kBatch];
+  for (std::int64_t c = 0; c < P && static_cast<std::size_t>(c) < count; ++c) {
+    const std::size_t nc = (count - static_cast<std::size_t>(c) + P - 1) / static_cast<std::size_t>(P);
+    const std::int64_t p = s.next + c * D - s.UpDelay;  // >= 0: see history in Init
+    const std::size_t r = static_cast<std::size_t>(p % U);
+    const std::size_t lr = s.phaseLen[r];
+    const std::size_t first = static_cast<std::size_t>(p / U);  // newest input of the first output
+    for (std::size_t done = 0; done < nc;) {
+      const std::size_t nb = std::min(kBatch, nc - done);
+      if (lr == 0) {
+        std::fill(run, run + nb * ow, 0.0);
       } else {
-        Emit(s, nb, 0, out + done * ow, [&](const double* g, double* dst) {
-          k.Dots(g, m, x, D * w, nb, dst, s.ComplexData);
+        const double* x = s.line.data() + (first + done * static_cast<std::size_t>(step) + 1 - lr) * w;
+        Emit(s, nb, s.phaseOff[r], run, [&](const double* g, double* dst) {
+          if (contiguous) {
+            k.Direct(g, lr, x, w, dst, nb * w, false);
+          } else {
+            k.Dots(g, lr * w, x, static_cast<std::size_t>(step) * w, nb, dst, s.ComplexData);
+          }
         });
+      }
+      double* o = out + (static_cast<std::size_t>(c) + done * static_cast<std::size_t>(P)) * ow;
+      for (std::size_t j = 0; j < nb; ++j, o += P * ow) {
+        o[0] = run[j * ow];
+        if (ow == 2) o[1] = run[j * ow + 1];
       }
       done += nb;
     }
-    s.next += static_cast<std::int64_t>(count) * D;
-    return count;
   }
-  for (std::size_t i = 0; i < count; ++i, s.next += D) {
-    const std::int64_t p = s.next - s.UpDelay;  // >= 0: see history in Init
-    const std::size_t newest = static_cast<std::size_t>(p / U);
-    const std::size_t r = static_cast<std::size_t>(p % U);
-    const std::size_t lr = s.phaseLen[r];
-    double* o = out + i * ow;
-    if (lr == 0) {
-      std::fill(o, o + ow, 0.0);
-      continue;
-    }
-    const double* x = s.line.data() + (newest + 1 - lr) * w;
-    Emit(s, 1, s.phaseOff[r], o, [&](const double* g, double* dst) {
-      k.Dots(g, lr * w, x, 0, 1, dst, s.ComplexData);
-    });
-  }
+  s.next += static_cast<std::int64_t>(count) * D;
   return count;
 }
 
-std::size_t Run(FirState& s, const double* in, std::size_t n, double* out) {
-  if (Silent(s)) return 0;
+std::size_t RunLine(FirState& s, const double* in, std::size_t n, double* out) {
   const std::size_t w = Width(s);
   const std::size_t ow = OutWidth(s);
   std::size_t produced = 0;
@@ -173,6 +213,85 @@ std::size_t Run(FirState& s, const double* in, std::size_t n, double* out) {
     produced += EmitReady(s, out + produced * ow);
   }
   return produced;
+}
+
+// Mode 2, decimation by D: y[i] = sum_p sum_t h[p + tD] x[(i - t)D + dd - p]. Input k goes
+// to the line of its phase p = (dd - k) mod D at output index i = (k + p - dd) / D, so each
+// phase is an ordinary FIR over a contiguous line and output i is complete once its phase-0
+// input (k = iD + dd) has arrived.
+std::size_t EmitDecimated(FirState& s, double* out) {
+  const std::size_t count = static_cast<std::size_t>(s.slotIndex - s.next);
+  const std::size_t w = Width(s);
+  const std::size_t ow = OutWidth(s);
+  const std::size_t D = static_cast<std::size_t>(s.DownSample);
+  const auto& k = *s.kernels;
+  const std::size_t batchMax = s.ComplexImpulse ? kBatch : count;
+  for (std::size_t done = 0; done < count;) {
+    const std::size_t nb = std::min(batchMax, count - done);
+    const std::size_t pos = static_cast<std::size_t>(s.next - s.lineBase) + done;
+    Emit(s, nb, 0, out + done * ow, [&](const double* g, double* dst) {
+      // Phase 0 is the longest and never empty: it starts the sum.
+      for (std::size_t p = 0; p < D; ++p) {
+        const std::size_t lp = s.phaseLen[p];
+        if (lp == 0) continue;
+        const double* x = s.line.data() + (p * s.capacity + pos + 1 - lp) * w;
+        k.Direct(g + s.phaseOff[p], lp, x, w, dst, nb * w, p > 0);
+      }
+    });
+    done += nb;
+  }
+  s.next = s.slotIndex;
+  return count;
+}
+
+std::size_t RunDecimated(FirState& s, const double* in, std::size_t n, double* out) {
+  const std::size_t w = Width(s);
+  const std::size_t ow = OutWidth(s);
+  const std::int64_t D = s.DownSample;
+  const std::size_t lineStride = s.capacity * w;
+  std::size_t produced = 0;
+  while (n > 0) {
+    const std::int64_t last = s.lineBase + static_cast<std::int64_t>(s.capacity) - 1;
+    if (s.slotIndex > last) {
+      // All complete outputs are out: keep their history and the pending slot.
+      const std::int64_t from = s.next - static_cast<std::int64_t>(s.history);
+      const std::size_t src = static_cast<std::size_t>(from - s.lineBase) * w;
+      const std::size_t keep = static_cast<std::size_t>(s.slotIndex - from + 1) * w;
+      for (std::int64_t p = 0; p < D; ++p) {
+        double* l = s.line.data() + static_cast<std::size_t>(p) * lineStride;
+        std::memmove(l, l + src, keep * sizeof(double));
+      }
+      s.lineBase = from;
+      continue;
+    }
+    const std::size_t room = static_cast<std::size_t>(s.slotPhase + 1 + D * (last - s.slotIndex));
+    const std::size_t take = std::min(n, room);
+    // Input t of this run has phase (p0 - t) mod D: copy each phase as one strided run.
+    const std::int64_t p0 = s.slotPhase;
+    for (std::int64_t q = 0; q < D; ++q) {
+      const std::int64_t idx = q <= p0 ? s.slotIndex : s.slotIndex + 1;
+      double* dst = s.line.data() + static_cast<std::size_t>(q) * lineStride +
+                    static_cast<std::size_t>(idx - s.lineBase) * w;
+      for (std::size_t t = static_cast<std::size_t>(q <= p0 ? p0 - q : p0 - q + D); t < take;
+           t += static_cast<std::size_t>(D), dst += w) {
+        dst[0] = in[t * w];
+        if (w == 2) dst[1] = in[t * w + 1];
+      }
+    }
+    const std::int64_t st = static_cast<std::int64_t>(take);
+    s.slotIndex += st > p0 ? (st - p0 - 1) / D + 1 : 0;
+    s.slotPhase = static_cast<int>(((p0 - st) % D + D) % D);
+    in += take * w;
+    n -= take;
+    produced += EmitDecimated(s, out + produced * ow);
+  }
+  return produced;
+}
+
+std::size_t Run(FirState& s, const double* in, std::size_t n, double* out) {
+  if (s.mode == kSilent) return 0;
+  if (s.mode == kDecimate) return RunDecimated(s, in, n, out);
+  return RunLine(s, in, n, out);
 }
 
 void Check(const FirState& s, bool complexIn, bool complexOut, std::size_t n, std::size_t outSize) {
@@ -206,6 +325,10 @@ void FirFree(FirState& state) { state = FirState{}; }
 
 std::size_t FirOutputCount(const FirState& s, std::size_t n) {
   if (!s.Initialized || Silent(s)) return 0;
+  if (s.mode == kDecimate) {
+    const std::size_t first = static_cast<std::size_t>(s.slotPhase) + 1;  // inputs to complete one
+    return n < first ? 0 : 1 + (n - first) / static_cast<std::size_t>(s.DownSample);
+  }
   const std::int64_t end = static_cast<std::int64_t>(s.fill + n) * s.UpSample;
   if (s.next >= end) return 0;
   return static_cast<std::size_t>((end - s.next + s.DownSample - 1) / s.DownSample);

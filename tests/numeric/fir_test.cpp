@@ -88,10 +88,14 @@ TEST(FirLongStreams, ManyRefillsAndLongFiltersFollowTheDefinition) {
   CheckAgainstDefinition(Taps(512), x, 1, 0, 1, 0, true);
   CheckAgainstDefinition(Taps(64), x, 1, 0, 4, 1, true);
   CheckAgainstDefinition(Taps(67), x, 3, 1, 2, 0, true);
+  CheckAgainstDefinition(Taps(67), x, 4, 3, 2, 1, true);
   const auto xc = ComplexSignal(9000);
   CheckAgainstDefinition(Taps(61), xc, 1, 0, 1, 0, true);
+  CheckAgainstDefinition(Taps(61), xc, 1, 0, 5, 4, true);
   CheckAgainstDefinition(ComplexTaps(45), xc, 1, 0, 1, 0, true);
   CheckAgainstDefinition(ComplexTaps(45), x, 1, 0, 3, 2, true);
+  CheckAgainstDefinition(ComplexTaps(45), xc, 3, 2, 1, 0, true);
+  CheckAgainstDefinition(Taps(50), xc, 2, 1, 3, 1, true);
 }
 
 TEST(FirRates, OutputCountFollowsTheRatesAndDelays) {

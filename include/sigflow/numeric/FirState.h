@@ -39,16 +39,21 @@ struct FirState {
   std::size_t TapCount = 0;
 
   // Implementation detail below; the FirXxx functions keep it consistent.
-  bool direct = false;                  // U = D = 1: one pass of the broadcast-tap kernel
+  int mode = 0;                         // 0 no output, 1 U = D = 1, 2 U = 1 < D, 3 U > 1
   std::vector<double> coefRe, coefIm;   // per phase, reversed (duplicated for complex data
-                                        // on the polyphase path)
+                                        // in mode 3)
   std::vector<std::size_t> phaseOff;    // offset of phase r in coef (doubles)
   std::vector<std::size_t> phaseLen;    // taps of phase r
-  std::size_t history = 0;              // samples kept before the newest input
-  std::size_t capacity = 0;             // samples the delay line holds
-  std::vector<double> line;             // delay line, interleaved when complex
-  std::size_t fill = 0;                 // samples in the line
-  std::int64_t next = 0;                // up-sampled index of the next output, line-relative
+  std::size_t history = 0;              // samples kept before the newest input (per line)
+  std::size_t capacity = 0;             // samples a delay line holds
+  std::vector<double> line;             // delay line(s), interleaved when complex; mode 2
+                                        // keeps one line per input phase
+  std::size_t fill = 0;                 // samples in the line (modes 1, 3)
+  std::int64_t next = 0;                // modes 1, 3: up-sampled index of the next output,
+                                        // line-relative; mode 2: index of the next output
+  std::int64_t lineBase = 0;            // mode 2: output index at line position 0
+  std::int64_t slotIndex = 0;           // mode 2: output index the next input belongs to
+  int slotPhase = 0;                    // mode 2: input phase of the next input
   std::vector<double> single;           // outputs of one sample (single-sample path)
   const detail::FirKernelTable* kernels = nullptr;
 };
