@@ -39,12 +39,12 @@ std::vector<double> LowPass(std::size_t n) {
   return h;
 }
 
-void FirSigflow(benchmark::State& state, std::size_t taps, int down) {
+void FirSigflow(benchmark::State& state, std::size_t taps, int down, int up = 1) {
   const auto& x = Stream();
   const auto h = LowPass(taps);
   sigflow::FirState s;
-  sigflow::FirInit(s, h, false, 1, 0, down, 0);
-  std::vector<double> y(kBlock);
+  sigflow::FirInit(s, h, false, up, 0, down, 0);
+  std::vector<double> y(kBlock * static_cast<std::size_t>(up));
   for (auto _ : state) {
     for (std::size_t i = 0; i < kStream; i += kBlock)
       sigflow::FirFilter(s, std::span(x).subspan(i, kBlock), y);
@@ -56,6 +56,8 @@ void FirSigflow(benchmark::State& state, std::size_t taps, int down) {
 void BM_Fir64_sigflow(benchmark::State& state) { FirSigflow(state, 64, 1); }
 void BM_Fir512_sigflow(benchmark::State& state) { FirSigflow(state, 512, 1); }
 void BM_Decim4_sigflow(benchmark::State& state) { FirSigflow(state, 64, 4); }
+// Interpolation by 4 with 64 taps: 16 multiply-adds per output.
+void BM_Interp4_sigflow(benchmark::State& state) { FirSigflow(state, 64, 1, 4); }
 
 // The loop a programmer writes first: history + block in one buffer, one dot product per
 // output in scalar code.
@@ -128,4 +130,5 @@ BENCHMARK(BM_Fir64_sigflow)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Fir512_sigflow)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Fir64_plain)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Decim4_sigflow)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_Interp4_sigflow)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Sos8_sigflow)->Unit(benchmark::kMillisecond);

@@ -66,6 +66,7 @@ def main():
         "BM_Fir512_scipy": lambda: fir_blocks(x, low_pass(512)),
         "BM_Sos8_scipy": lambda: sos_blocks(x, signal.butter(8, 0.1, output="sos")),
         "BM_Decim4_scipy": lambda: (lambda h=low_pass(64): lambda: signal.upfirdn(h, x, 1, 4))(),
+        "BM_Interp4_scipy": lambda: (lambda h=low_pass(64): lambda: signal.upfirdn(h, x, 4, 1))(),
     }
     for name, make in works.items():
         if re.search(args.filter, name):
