@@ -144,7 +144,9 @@ TEST(FirSingleSample, MatchesBlocksAndMixesWithThem) {
   FirInit(s, std::span<const double>(h), false);
   std::vector<double> got(x.size());
   std::size_t i = 0;
+  AllocationScope scope;
   for (; i < 1000; ++i) got[i] = nspdFir(s, x[i]);
+  EXPECT_EQ(scope.Count(), 0u);
   FirFilter(s, std::span(x).subspan(1000, 1500), std::span(got).subspan(1000, 1500));
   for (i = 2500; i < x.size(); ++i) got[i] = nspdFir(s, x[i]);
   EXPECT_TRUE(Near(got, want, 1e-12));

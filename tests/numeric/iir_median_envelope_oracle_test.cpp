@@ -77,15 +77,6 @@ TEST(MedianFilterOracle, OddWindowsEqualMedfiltDelayed) {
     const std::size_t h = static_cast<std::size_t>(n - 1) / 2;
     MedianState s;
     MedianInit(s, n);
-    auto runner = MedianRunner();
-    for (const auto& pattern : BlockPatterns()) {
-      MedianState fresh = s;
-      const auto got = runner.Run(fresh, x, pattern);
-      ASSERT_EQ(got.size(), x.size());
-      EXPECT_TRUE(Near(std::vector<double>(got.begin() + h, got.end()),
-                       std::vector<double>(med.begin(), med.end() - h), 0.0))
-          << Describe(pattern);
-    }
     // The first h outputs are medians of windows still holding the initial zeros.
     std::vector<double> want(x.size(), 0.0);
     std::copy(med.begin(), med.end() - h, want.begin() + h);
@@ -95,7 +86,7 @@ TEST(MedianFilterOracle, OddWindowsEqualMedfiltDelayed) {
       std::nth_element(w.begin(), w.begin() + h, w.end());
       want[k] = w[h];
     }
-    runner.Check(s, x, want, 0.0);
+    MedianRunner().Check(s, x, want, 0.0);
   }
 }
 

@@ -146,22 +146,6 @@ TEST(EnvelopeDetector, SineEnvelopeIsItsAmplitude) {
   EXPECT_EQ(MessageOf([&] { EnvelopeInit(s, 0); }), "EnvelopeDetector: the length must be at least 1");
 }
 
-TEST(EnvelopeDetector, AnalyticTapsHaveOddLengthAndOddSymmetry) {
-  for (const int n : {1, 2, 3, 10, 31}) {
-    const auto t = EnvelopeAnalyticTaps(n);
-    const int lh = std::max(n, 3) | 1;
-    ASSERT_EQ(static_cast<int>(t.size()), lh);
-    const int c = (lh - 1) / 2;
-    EXPECT_EQ(t[c], std::complex<double>(1.0, 0.0));
-    for (int k = 0; k < lh; ++k) {
-      EXPECT_NEAR(t[k].imag(), -t[lh - 1 - k].imag(), 1e-15) << k;
-      if ((k - c) % 2 == 0) {
-        EXPECT_EQ(t[k].imag(), 0.0) << k;
-      }
-    }
-  }
-}
-
 // Long cascades take another code path than short ones; both must equal the sections run
 // one after the other over the whole signal.
 TEST(IirFilter, CascadeEqualsSectionsRunOneAfterAnother) {
