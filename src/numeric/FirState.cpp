@@ -93,9 +93,9 @@ void Init(FirState& s, const double* re, const double* im, std::size_t stride, s
   const std::size_t uu = static_cast<std::size_t>(U);
   const std::size_t dd_ = static_cast<std::size_t>(D);
   if (n.mode == kDecimate) {
-    // One line per input phase, indexed by output: the pending output needs one more slot.
+    // One line per input phase, indexed by output.
     n.history = lmax - 1;
-    n.capacity = n.history + 1 + kPhaseChunk;
+    n.capacity = n.history + kPhaseChunk;
     n.line.assign(dd_ * n.capacity * Width(n), 0.0);
   } else {
     // The newest input an output reads sits at line index >= history - 1 when UpDelay > 0.
@@ -253,10 +253,11 @@ std::size_t RunDecimated(FirState& s, const double* in, std::size_t n, double* o
   while (n > 0) {
     const std::int64_t last = s.lineBase + static_cast<std::int64_t>(s.capacity) - 1;
     if (s.slotIndex > last) {
-      // All complete outputs are out: keep their history and the pending slot.
+      // Every complete output is out and the slot of the next one is still empty (the
+      // lines filled up exactly at an output boundary): keep the history only.
       const std::int64_t from = s.next - static_cast<std::int64_t>(s.history);
       const std::size_t src = static_cast<std::size_t>(from - s.lineBase) * w;
-      const std::size_t keep = static_cast<std::size_t>(s.slotIndex - from + 1) * w;
+      const std::size_t keep = static_cast<std::size_t>(s.slotIndex - from) * w;
       for (std::int64_t p = 0; p < D; ++p) {
         double* l = s.line.data() + static_cast<std::size_t>(p) * lineStride;
         std::memmove(l, l + src, keep * sizeof(double));
