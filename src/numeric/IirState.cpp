@@ -7,8 +7,10 @@
 namespace sigflow {
 namespace {
 
-// One sample through every section. Per section the loop-carried path is one FMA into y
-// and one into the new z1; the x terms do not wait for the previous sample.
+// One sample through every section. Per section the loop-carried path is one multiply-add
+// into y and one into the new z1 (single FMAs when contracted); the x terms do not wait for
+// the previous sample. An AVX2+FMA copy picked at run time measured slower here than this
+// baseline code (255 against 293 M samples/s for 4 sections), so there is none.
 inline double Step(const double* c, double* z, std::size_t sections, double x) {
   for (std::size_t s = 0; s < sections; ++s, c += 5, z += 2) {
     const double y = c[0] * x + z[0];
