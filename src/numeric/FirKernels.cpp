@@ -51,6 +51,38 @@ SIGFLOW_KERNEL_INLINE void DirectImpl(const double* g, std::size_t len, const do
   }
 }
 
+template <int W, int K>
+SIGFLOW_KERNEL_INLINE void TableImpl(const double* t, std::size_t nd, const double* x, double* out,
+                                     std::size_t n, bool accumulate) {
+  using V = typename Vec<W>::V;
+  using U = typename Vec<W>::U;
+  std::size_t q = 0;
+  for (; q + K * W <= n; q += K * W) {
+    V a[K];
+#pragma GCC unroll 16
+    for (int k = 0; k < K; ++k) a[k] = accumulate ? *reinterpret_cast<const U*>(out + q + k * W) : V{};
+    const double* p = x + q;
+    for (std::size_t d = 0; d < nd; ++d, ++p) {
+      const V c = *reinterpret_cast<const V*>(t + d * W);
+#pragma GCC unroll 16
+      for (int k = 0; k < K; ++k) a[k] += c * p[k * W];
+    }
+#pragma GCC unroll 16
+    for (int k = 0; k < K; ++k) *reinterpret_cast<U*>(out + q + k * W) = a[k];
+  }
+  for (; q + W <= n; q += W) {
+    V a = accumulate ? *reinterpret_cast<const U*>(out + q) : V{};
+    for (std::size_t d = 0; d < nd; ++d) a += *reinterpret_cast<const V*>(t + d * W) * x[q + d];
+    *reinterpret_cast<U*>(out + q) = a;
+  }
+  const std::size_t len = nd + 1 - W;
+  for (; q < n; ++q) {
+    double s = accumulate ? out[q] : 0.0;
+    for (std::size_t d = 0; d < len; ++d) s += t[d * W] * x[q + d];
+    out[q] = s;
+  }
+}
+
 template <int W>
 SIGFLOW_KERNEL_INLINE void DotsImpl(const double* g, std::size_t m, const double* x,
                                     std::size_t step, std::size_t count, double* out, bool pair) {
@@ -90,6 +122,10 @@ void DirectBase(const double* g, std::size_t len, const double* x, std::size_t s
                 std::size_t n, bool acc) {
   DirectImpl<2, 4>(g, len, x, stride, out, n, acc);
 }
+void TableBase(const double* t, std::size_t nd, const double* x, double* out, std::size_t n,
+               bool acc) {
+  TableImpl<2, 8>(t, nd, x, out, n, acc);
+}
 void DotsBase(const double* g, std::size_t m, const double* x, std::size_t step, std::size_t count,
               double* out, bool pair) {
   DotsImpl<2>(g, m, x, step, count, out, pair);
@@ -102,6 +138,11 @@ __attribute__((target("avx2,fma"))) void DirectAvx2(const double* g, std::size_t
                                                     double* out, std::size_t n, bool acc) {
   DirectImpl<4, 8>(g, len, x, stride, out, n, acc);
 }
+__attribute__((target("avx2,fma"))) void TableAvx2(const double* t, std::size_t nd,
+                                                   const double* x, double* out, std::size_t n,
+                                                   bool acc) {
+  TableImpl<4, 8>(t, nd, x, out, n, acc);
+}
 __attribute__((target("avx2,fma"))) void DotsAvx2(const double* g, std::size_t m, const double* x,
                                                   std::size_t step, std::size_t count, double* out,
                                                   bool pair) {
@@ -111,6 +152,11 @@ __attribute__((target("avx512f"))) void DirectAvx512(const double* g, std::size_
                                                      const double* x, std::size_t stride,
                                                      double* out, std::size_t n, bool acc) {
   DirectImpl<8, 8>(g, len, x, stride, out, n, acc);
+}
+__attribute__((target("avx512f"))) void TableAvx512(const double* t, std::size_t nd,
+                                                    const double* x, double* out, std::size_t n,
+                                                    bool acc) {
+  TableImpl<8, 8>(t, nd, x, out, n, acc);
 }
 __attribute__((target("avx512f"))) void DotsAvx512(const double* g, std::size_t m,
                                                    const double* x, std::size_t step,
@@ -122,10 +168,10 @@ __attribute__((target("avx512f"))) void DotsAvx512(const double* g, std::size_t 
 }  // namespace
 
 const FirKernelTable& FirKernels(int level) {
-  static const FirKernelTable base{&DirectBase, &DotsBase, "baseline"};
+  static const FirKernelTable base{&DirectBase, &DotsBase, &TableBase, 2, "baseline"};
 #ifdef SIGFLOW_HAVE_X86_LEVELS
-  static const FirKernelTable avx2{&DirectAvx2, &DotsAvx2, "avx2"};
-  static const FirKernelTable avx512{&DirectAvx512, &DotsAvx512, "avx512"};
+  static const FirKernelTable avx2{&DirectAvx2, &DotsAvx2, &TableAvx2, 4, "avx2"};
+  static const FirKernelTable avx512{&DirectAvx512, &DotsAvx512, &TableAvx512, 8, "avx512"};
   if (level >= 2) return avx512;
   if (level == 1) return avx2;
 #endif

@@ -16,6 +16,13 @@ struct FirKernelTable {
   // otherwise out[k] gets the whole sum.
   void (*Dots)(const double* g, std::size_t m, const double* x, std::size_t step,
                std::size_t count, double* out, bool pair);
+  // Real data only. out[q] (+)= sum_{d<nd} T[d][q % Width] * x[q - q % Width + d]: T holds
+  // nd = taps + Width - 1 aligned vectors, T[d][l] = g[d - l] (0 outside the taps), so each
+  // step is an aligned load of T and a broadcast of one input, with no load across a
+  // cache line. The scalar tail reads g[d] = T[d][0].
+  void (*Table)(const double* t, std::size_t nd, const double* x, double* out, std::size_t n,
+                bool accumulate);
+  std::size_t Width;  // doubles per vector of this level
   const char* Name;
 };
 

@@ -45,6 +45,34 @@ void Restart(FirState& s) {
            static_cast<std::int64_t>(s.history) * s.UpSample;
 }
 
+const double* Coef(const FirState& s, int part, std::size_t r) {
+  return (part ? s.coefIm : s.coefRe).data() + s.phaseOff[r];
+}
+
+// Real data: phase r's reversed taps g as nd = L + W - 1 vectors T[d][l] = g[d - l].
+void BuildTables(FirState& s) {
+  s.tableRe.clear();
+  s.tableIm.clear();
+  s.tableOff.clear();
+  if (s.ComplexData || s.mode == kSilent) return;
+  const std::size_t W = s.kernels->Width;
+  std::size_t size = 0;
+  for (const std::size_t lr : s.phaseLen) {
+    s.tableOff.push_back(size);
+    size += lr == 0 ? 0 : (lr + W - 1) * W;
+  }
+  for (int part = 0; part < (s.ComplexImpulse ? 2 : 1); ++part) {
+    auto& t = part ? s.tableIm : s.tableRe;
+    t.assign(size, 0.0);
+    for (std::size_t r = 0; r < s.phaseLen.size(); ++r) {
+      const double* g = Coef(s, part, r);
+      for (std::size_t d = 0; d < s.phaseLen[r] + W - 1; ++d)
+        for (std::size_t l = 0; l < W && l <= d; ++l)
+          if (d - l < s.phaseLen[r]) t[s.tableOff[r] + d * W + l] = g[d - l];
+    }
+  }
+}
+
 void Init(FirState& s, const double* re, const double* im, std::size_t stride, std::size_t L,
           bool complexData, int U, int du, int D, int dd) {
   if (L == 0) throw Exception("FirInit: the filter needs at least one tap");
@@ -104,22 +132,36 @@ void Init(FirState& s, const double* re, const double* im, std::size_t stride, s
     n.line.assign(n.capacity * Width(n), 0.0);
   }
   n.single.assign(((uu + dd_ - 1) / dd_) * OutWidth(n), 0.0);
+  BuildTables(n);
   Restart(n);
   s = std::move(n);
 }
 
-// Runs compute(coef, dst) for nb outputs: once with real taps, or twice (real and imaginary
-// taps) and combined as (A + jB) when the taps are complex.
+// One phase as a plain FIR over consecutive samples x: n output doubles into dst.
+void DirectPhase(const FirState& s, int part, std::size_t r, const double* x, double* dst,
+                 std::size_t n, bool accumulate) {
+  const auto& k = *s.kernels;
+  const std::size_t lr = s.phaseLen[r];
+  if (s.ComplexData) {
+    k.Direct(Coef(s, part, r), lr, x, 2, dst, n, accumulate);
+  } else {
+    const double* t = (part ? s.tableIm : s.tableRe).data() + s.tableOff[r];
+    k.Table(t, lr + k.Width - 1, x, dst, n, accumulate);
+  }
+}
+
+// Runs compute(part, dst) for nb outputs: once with the real taps (part 0), or twice (real
+// and imaginary taps) and combined as (A + jB) when the taps are complex.
 template <class Compute>
-void Emit(const FirState& s, std::size_t nb, std::size_t phaseOffset, double* out, Compute compute) {
+void Emit(const FirState& s, std::size_t nb, double* out, Compute compute) {
   if (!s.ComplexImpulse) {
-    compute(s.coefRe.data() + phaseOffset, out);
+    compute(0, out);
     return;
   }
   double a[2 * kBatch];
   double b[2 * kBatch];
-  compute(s.coefRe.data() + phaseOffset, a);
-  compute(s.coefIm.data() + phaseOffset, b);
+  compute(0, a);
+  compute(1, b);
   if (!s.ComplexData) {
     for (std::size_t i = 0; i < nb; ++i) {
       out[2 * i] = a[i];
@@ -149,8 +191,8 @@ std::size_t EmitReady(FirState& s, double* out) {
     for (std::size_t done = 0; done < count;) {
       const std::size_t nb = std::min(batchMax, count - done);
       const double* x = s.line.data() + (static_cast<std::size_t>(s.next) + done + 1 - L) * w;
-      Emit(s, nb, 0, out + done * ow, [&](const double* g, double* dst) {
-        k.Direct(g, L, x, w, dst, nb * w, false);
+      Emit(s, nb, out + done * ow, [&](int part, double* dst) {
+        DirectPhase(s, part, 0, x, dst, nb * w, false);
       });
       done += nb;
     }
@@ -174,11 +216,12 @@ std::size_t EmitReady(FirState& s, double* out) {
         std::fill(run, run + nb * ow, 0.0);
       } else {
         const double* x = s.line.data() + (first + done * static_cast<std::size_t>(step) + 1 - lr) * w;
-        Emit(s, nb, s.phaseOff[r], run, [&](const double* g, double* dst) {
+        Emit(s, nb, run, [&](int part, double* dst) {
           if (contiguous) {
-            k.Direct(g, lr, x, w, dst, nb * w, false);
+            DirectPhase(s, part, r, x, dst, nb * w, false);
           } else {
-            k.Dots(g, lr * w, x, static_cast<std::size_t>(step) * w, nb, dst, s.ComplexData);
+            k.Dots(Coef(s, part, r), lr * w, x, static_cast<std::size_t>(step) * w, nb, dst,
+                   s.ComplexData);
           }
         });
       }
@@ -224,18 +267,17 @@ std::size_t EmitDecimated(FirState& s, double* out) {
   const std::size_t w = Width(s);
   const std::size_t ow = OutWidth(s);
   const std::size_t D = static_cast<std::size_t>(s.DownSample);
-  const auto& k = *s.kernels;
   const std::size_t batchMax = s.ComplexImpulse ? kBatch : count;
   for (std::size_t done = 0; done < count;) {
     const std::size_t nb = std::min(batchMax, count - done);
     const std::size_t pos = static_cast<std::size_t>(s.next - s.lineBase) + done;
-    Emit(s, nb, 0, out + done * ow, [&](const double* g, double* dst) {
+    Emit(s, nb, out + done * ow, [&](int part, double* dst) {
       // Phase 0 is the longest and never empty: it starts the sum.
       for (std::size_t p = 0; p < D; ++p) {
         const std::size_t lp = s.phaseLen[p];
         if (lp == 0) continue;
         const double* x = s.line.data() + (p * s.capacity + pos + 1 - lp) * w;
-        k.Direct(g + s.phaseOff[p], lp, x, w, dst, nb * w, p > 0);
+        DirectPhase(s, part, p, x, dst, nb * w, p > 0);
       }
     });
     done += nb;
@@ -365,6 +407,7 @@ namespace detail {
 int FirUseKernelLevel(FirState& state, int level) {
   const int used = std::clamp(level, 0, FirBestKernelLevel());
   state.kernels = &FirKernels(used);
+  BuildTables(state);
   return used;
 }
 }  // namespace detail

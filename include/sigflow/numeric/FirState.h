@@ -18,6 +18,7 @@
 #include <complex>
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <span>
 #include <vector>
 
@@ -25,7 +26,22 @@ namespace sigflow {
 
 namespace detail {
 struct FirKernelTable;
-}
+
+// Allocator of 64-byte aligned storage, so that a copied state keeps aligned tables.
+template <class T>
+struct AlignedAllocator {
+  using value_type = T;
+  AlignedAllocator() = default;
+  template <class U>
+  AlignedAllocator(const AlignedAllocator<U>&) noexcept {}
+  T* allocate(std::size_t n) {
+    return static_cast<T*>(::operator new(n * sizeof(T), std::align_val_t{64}));
+  }
+  void deallocate(T* p, std::size_t) noexcept { ::operator delete(p, std::align_val_t{64}); }
+  template <class U>
+  bool operator==(const AlignedAllocator<U>&) const noexcept { return true; }
+};
+}  // namespace detail
 
 // Copyable: a copy made between two blocks continues exactly as the original would.
 struct FirState {
@@ -44,6 +60,9 @@ struct FirState {
                                         // in mode 3)
   std::vector<std::size_t> phaseOff;    // offset of phase r in coef (doubles)
   std::vector<std::size_t> phaseLen;    // taps of phase r
+  // Real data: per phase the taps as shifted vectors for the kernel level in use.
+  std::vector<double, detail::AlignedAllocator<double>> tableRe, tableIm;
+  std::vector<std::size_t> tableOff;    // offset of phase r in the tables (doubles)
   std::size_t history = 0;              // samples kept before the newest input (per line)
   std::size_t capacity = 0;             // samples a delay line holds
   std::vector<double> line;             // delay line(s), interleaved when complex; mode 2
