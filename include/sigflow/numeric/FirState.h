@@ -13,8 +13,8 @@
 // samples later. After N inputs the stream holds N*U samples of w, and y[i] exists once
 // i*D + dd < N*U: a block's output count follows from the state (FirOutputCount), and is
 // independent of how the stream is cut into blocks. U or D equal to 0 gives no output.
-// Each output costs ceil(L/U) multiply-adds: no product with an inserted zero and no output
-// computed only to be dropped.
+// Each output costs about ceil(L/U) multiply-adds: no product with an inserted zero and no
+// output computed only to be dropped.
 #include <complex>
 #include <cstddef>
 #include <cstdint>
@@ -78,9 +78,10 @@ struct FirState {
 };
 
 // Sizes and allocates the state for taps h (L >= 1 values) on real (complexData false) or
-// complex data, with the rates above. Raises sigflow::Exception when the taps are empty or
-// a rate is negative; UpDelay and DownDelay are reduced modulo their rates. The delay line
-// starts zero-filled. Nothing is allocated afterwards by FirFilter or nspdFir.
+// complex data, with the rates above. Raises sigflow::Exception when the taps are empty, a
+// rate is negative, or a delay lies outside 0 .. rate - 1 (delays are ignored for a rate of
+// 0). The delay line starts zero-filled. Nothing is allocated afterwards by FirFilter or
+// nspdFir.
 void FirInit(FirState& state, std::span<const double> taps, bool complexData, int upSample = 1,
              int upDelay = 0, int downSample = 1, int downDelay = 0);
 void FirInit(FirState& state, std::span<const std::complex<double>> taps, bool complexData,
