@@ -7,6 +7,7 @@
 #include <complex>
 #include <vector>
 
+#include "czt_check.h"
 #include "estimator_check.h"
 #include "sigflow/numeric/Cepstrum.h"
 #include "sigflow/numeric/Czt.h"
@@ -14,7 +15,9 @@
 #include "support/reference.h"
 
 using namespace sigflow;
+using sigflow::test::BluesteinBound;
 using sigflow::test::CloseTo;
+using sigflow::test::WithinBound;
 using sigflow::test::ToComplex;
 
 namespace {
@@ -25,47 +28,6 @@ const sigflow::test::ReferenceData& Ref() {
 }
 std::vector<double> Real(const std::string& name) { return Ref()[name]; }
 std::vector<TCplx> Cplx(const std::string& name) { return ToComplex(Ref()[name]); }
-
-// Rounding error bound of Bluestein's algorithm, per output point. The convolution
-// y = IFFT(FFT(u) FFT(v)) of u[n] = x[n] A^-n W^(n^2/2) with v[j] = W^(-j^2/2),
-// j = -(N-1) .. M-1, has an absolute error of order eps log2(L) |u|_2 |v|_2 in every element
-// (three transforms of length L, each adding eps log2(L) relative to the 2-norms, plus the
-// products); the post-chirp W^(k^2/2) then scales the error of point k by |W|^(k^2/2). On the
-// unit circle the factors are 1 and the bound is eps log2(L) |x|_2 sqrt(N + M - 1), a small
-// multiple of eps |X|; off the circle the chirp magnitudes spread and the bound grows with
-// them. Both the oracle and this library run the same algorithm, so they may differ by twice
-// the bound; a constant of 4 covers the hidden constants of the FFT error.
-std::vector<double> BluesteinBound(const std::vector<TCplx>& x, int m, TCplx a, TCplx w) {
-  const int n = int(x.size());
-  const long double ra = std::abs(a), rw = std::abs(w);
-  long double u2 = 0, v2 = 0;
-  for (int i = 0; i < n; ++i)
-    u2 += std::norm(x[std::size_t(i)]) * std::pow(ra, -2.0L * i) * std::pow(rw, (long double)i * i);
-  for (int j = -(n - 1); j < m; ++j) v2 += std::pow(rw, -(long double)j * j);
-  const double log2l = std::log2(double(FastFftLength(n + m - 1)));
-  std::vector<double> bound{std::vector<double>(std::size_t(m))};
-  for (int k = 0; k < m; ++k)
-    bound[std::size_t(k)] = double(2 * 4 * DBL_EPSILON * log2l * std::pow(rw, 0.5L * k * k) *
-                                   std::sqrt(u2) * std::sqrt(v2));
-  return bound;
-}
-
-::testing::AssertionResult WithinBound(const std::vector<TCplx>& got, const std::vector<TCplx>& want,
-                                       const std::vector<double>& bound) {
-  if (got.size() != want.size()) return ::testing::AssertionFailure() << "size differs";
-  double worst = 0;
-  std::size_t at = 0;
-  for (std::size_t k = 0; k < got.size(); ++k) {
-    const double r = std::abs(got[k] - want[k]) / bound[k];
-    if (!(r <= worst)) {
-      worst = r;
-      at = k;
-    }
-  }
-  if (worst <= 1.0) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << "error " << std::abs(got[at] - want[at]) << " at " << at
-                                       << " exceeds the bound " << bound[at];
-}
 
 double MaxAbs(const std::vector<TCplx>& v) {
   double m = 0;
@@ -138,7 +100,7 @@ TEST(CztOracle, SpiralsOffTheUnitCircleStayWithinTheRoundingBound) {
       plan.Init(int(raw.size()), m, CztContour(aw[0], aw[1]));
       Czt(plan, std::span<const double>(raw), got);
     }
-    const auto bound = BluesteinBound(xc, m, aw[0], aw[1]);
+    const auto bound = BluesteinBound(xc, m, CztContour(aw[0], aw[1]), 2);
     EXPECT_TRUE(WithinBound(got, want, bound));
     // The bound itself is tight enough to mean something for these contours.
     EXPECT_LT(*std::max_element(bound.begin(), bound.end()), 1e-10 * MaxAbs(want));
