@@ -49,13 +49,16 @@ void RealCepstrum(std::span<const double> x, std::span<double> c, double minMagn
   RealIFFT(w.spec, c);
 }
 
-int ComplexCepstrum(std::span<const double> x, std::span<double> c) {
+TCepstrumPhase ComplexCepstrum(std::span<const double> x, std::span<double> c) {
   CheckSize(x.size(), c.size(), "ComplexCepstrum: output size differs from input size");
-  if (x.empty()) return 0;
+  if (x.empty()) return {};
   const std::size_t n = x.size();
   const std::size_t half = n / 2;
   CepstrumWork& w = Work(n);
   RealFFT(x, w.spec);
+  const int sign = w.spec[0].real() < 0 ? -1 : 1;
+  if (sign < 0)
+    for (TCplx& v : w.spec) v = -v;
   for (std::size_t k = 0; k <= half; ++k) w.phase[k] = std::arg(w.spec[k]);
   PhaseUnwrap(w.phase, 180.0, true, rpConstPhase, 0.0);
   int d = 0;
@@ -67,20 +70,21 @@ int ComplexCepstrum(std::span<const double> x, std::span<double> c) {
   for (std::size_t k = 0; k <= half; ++k)
     w.spec[k] = TCplx(std::log(std::abs(w.spec[k])), w.phase[k] + kTwoPi * double(k) * d / double(n));
   RealIFFT(w.spec, c);
-  return d;
+  return {d, sign};
 }
 
-void InverseComplexCepstrum(std::span<const double> c, int delay, std::span<double> x) {
+void InverseComplexCepstrum(std::span<const double> c, const TCepstrumPhase& phase, std::span<double> x) {
   CheckSize(c.size(), x.size(), "InverseComplexCepstrum: output size differs from input size");
   if (c.empty()) return;
   const std::size_t n = c.size();
   CepstrumWork& w = Work(n);
   RealFFT(c, w.spec);
   // The delay's turns reduced exactly (k d mod N) so that long records keep the phase exact.
-  const long long dn = ((long long)delay % (long long)n + (long long)n) % (long long)n;
+  const long long dn = ((long long)phase.Delay % (long long)n + (long long)n) % (long long)n;
+  const double sign = phase.Sign < 0 ? -1.0 : 1.0;
   for (std::size_t k = 0; k < w.spec.size(); ++k) {
     const double turns = double((long long)k * dn % (long long)n) / double(n);
-    w.spec[k] = std::exp(w.spec[k].real()) * std::polar(1.0, w.spec[k].imag() - kTwoPi * turns);
+    w.spec[k] = sign * std::exp(w.spec[k].real()) * std::polar(1.0, w.spec[k].imag() - kTwoPi * turns);
   }
   RealIFFT(w.spec, x);
 }

@@ -97,15 +97,22 @@ def main():
     X = np.fft.fft(x)
     out.append(array("cep_real", np.fft.ifft(np.log(np.abs(X))).real))
     out.append(array("cep_real_floor", np.fft.ifft(np.log(np.maximum(np.abs(X), 0.5))).real))
-    # Complex cepstrum: unwrapped phase of bins 0..N/2, the linear phase of a whole-sample
-    # delay removed, then the inverse transform of log|X| + i phase.
+    # Complex cepstrum: the sign that makes X[0] >= 0, unwrapped phase of bins 0..N/2, the
+    # linear phase of a whole-sample delay removed, then the inverse transform of
+    # log|X| + i phase. The frame is the echo signal with the sign that makes X[0] < 0, so
+    # that the sign step is taken.
+    x = x if np.sum(x) < 0 else -x
+    out.append(array("cep_neg_x", x))
     half = np.fft.rfft(x)
+    sign = -1 if half[0].real < 0 else 1
+    assert sign == -1
+    half = sign * half
     phase = np.unwrap(np.angle(half))
     kmax = n // 2
     d = int(np.round(-phase[kmax] * n / (2 * np.pi * kmax)))
     phase = phase + 2 * np.pi * np.arange(kmax + 1) * d / n
     out.append(array("cep_complex", np.fft.irfft(np.log(np.abs(half)) + 1j * phase, n)))
-    out.append(array("cep_complex_delay", [d]))
+    out.append(array("cep_complex_delay", [d, sign]))
 
     with open("czt.txt", "w") as f:
         f.write("".join(out))

@@ -3,11 +3,12 @@
 //
 // Real cepstrum:     c[n] = (1/N) sum_k ln|X[k]| e^{+2 pi i k n / N},   X = FFT(x)
 // Complex cepstrum:  c[n] = (1/N) sum_k (ln|X[k]| + i phi[k]) e^{+2 pi i k n / N}
-//   where phi is the phase of X unwrapped along k = 0 .. N/2 (numpy.unwrap) with the linear
-//   phase of a whole-sample circular delay d removed: phi[k] = unwrapped[k] + 2 pi k d / N,
-//   d = round(-unwrapped[K] N / (2 pi K)), K = floor(N/2) (d = 0 for N < 2). The negative
-//   frequencies follow by conjugate symmetry, so c is real. d is returned; the inverse puts
-//   the delay back.
+//   where X is the spectrum of s x with the sign s = +-1 that makes X[0] >= 0 (a negative
+//   X[0] has phase pi, which no odd phase curve can hold), and phi its phase unwrapped along
+//   k = 0 .. N/2 (numpy.unwrap) with the linear phase of a whole-sample circular delay d
+//   removed: phi[k] = unwrapped[k] + 2 pi k d / N, d = round(-unwrapped[K] N / (2 pi K)),
+//   K = floor(N/2) (d = 0 for N < 2). The negative frequencies follow by conjugate symmetry,
+//   so c is real. s and d are returned; the inverse puts them back.
 //
 // An echo of gain g (|g| < 1) after D samples adds (-1)^{m+1} g^m / m at quefrency m D to the
 // complex cepstrum and half of that at +-m D to the real cepstrum (circularly).
@@ -24,14 +25,20 @@ namespace sigflow {
 // input size"); c may be x. Size 0 does nothing.
 void RealCepstrum(std::span<const double> x, std::span<double> c, double minMagnitude);
 
-// c := complex cepstrum of x; returns the delay d removed from the phase (samples, circular;
-// a positive d is a delay). Sizes must be equal ("ComplexCepstrum: output size differs from
-// input size"); c may be x. Size 0 returns 0.
-int ComplexCepstrum(std::span<const double> x, std::span<double> c);
+// What the complex cepstrum removes before the logarithm.
+struct TCepstrumPhase {
+  int Delay = 0;  // d in samples, circular; a positive d is a delay
+  int Sign = 1;   // s, +1 or -1
+};
 
-// x := the sequence whose complex cepstrum is c with removed delay d: the inverse FFT of
-// exp(FFT(c)) e^{-2 pi i k d / N}. Sizes must be equal ("InverseComplexCepstrum: output size
-// differs from input size"); x may be c.
-void InverseComplexCepstrum(std::span<const double> c, int delay, std::span<double> x);
+// c := complex cepstrum of x; returns the removed sign and delay. Sizes must be equal
+// ("ComplexCepstrum: output size differs from input size"); c may be x. Size 0 returns
+// {0, 1}.
+TCepstrumPhase ComplexCepstrum(std::span<const double> x, std::span<double> c);
+
+// x := the sequence whose complex cepstrum is c with the removed sign s and delay d: s times
+// the inverse FFT of exp(FFT(c)) e^{-2 pi i k d / N}. Sizes must be equal
+// ("InverseComplexCepstrum: output size differs from input size"); x may be c.
+void InverseComplexCepstrum(std::span<const double> c, const TCepstrumPhase& phase, std::span<double> x);
 
 }  // namespace sigflow
