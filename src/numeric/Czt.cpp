@@ -107,6 +107,7 @@ void TCztPlan::Init(int n, int m, const TCztContour& contour) {
   post_.resize(std::size_t(m));
   chirp_.assign(std::size_t(l_), TCplx(0.0));
   work_.resize(std::size_t(l_));
+  spectrum_.resize(std::size_t(l_));
   if (l_ > 0) {
     const TZPolar& a = contour.A;
     const TZPolar& w = contour.W;
@@ -151,10 +152,12 @@ struct TCztKernel {
       else w[i] = Mul(pre[i], x[i]);
     }
     for (std::size_t i = n; i < l; ++i) w[i] = 0.0;
-    FFT(p.work_, p.work_);
+    // Out of place: FFTW's out-of-place plans are faster than in-place ones at these lengths.
+    TCplx* f = p.spectrum_.data();
+    FFT(p.work_, p.spectrum_);
     const TCplx* h = p.chirp_.data();
-    for (std::size_t i = 0; i < l; ++i) w[i] = Mul(w[i], h[i]);
-    IFFT(p.work_, p.work_);
+    for (std::size_t i = 0; i < l; ++i) f[i] = Mul(f[i], h[i]);
+    IFFT(p.spectrum_, p.work_);
     const TCplx* post = p.post_.data();
     for (std::size_t k = 0; k < out.size(); ++k) out[k] = Mul(w[k], post[k]);
   }

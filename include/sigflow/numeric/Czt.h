@@ -106,7 +106,8 @@ private:
   CVec pre_;    // A^{-n} W^{n^2/2}, n < N
   CVec post_;   // W^{k^2/2}, k < M
   CVec chirp_;  // FFT of W^{-j^2/2} laid out circularly over L
-  CVec work_;   // L
+  CVec work_;      // L: pre-chirped input, then the convolution
+  CVec spectrum_;  // L
 };
 
 // X := the chirp-z transform of x with the plan's contour. x.size() must be the plan's N
