@@ -1,11 +1,28 @@
 #pragma once
-// Umbrella of the numeric foundation: vectors, matrices, FFT, windows, scalar helpers,
-// random fills, PCM conversion and sample precisions.
+// Umbrella of the numeric layer: vectors and matrices, FFT, windows, estimators, chirp-z,
+// filter kernels, tone generators, measurements, PCM conversion and sample precisions.
+#include "sigflow/numeric/AutoRegressive.h"
+#include "sigflow/numeric/Cepstrum.h"
+#include "sigflow/numeric/Correlation.h"
+#include "sigflow/numeric/Czt.h"
+#include "sigflow/numeric/Dct.h"
+#include "sigflow/numeric/Envelope.h"
+#include "sigflow/numeric/Estimators.h"
 #include "sigflow/numeric/Fft.h"
+#include "sigflow/numeric/FirState.h"
+#include "sigflow/numeric/IirState.h"
 #include "sigflow/numeric/Math.h"
+#include "sigflow/numeric/MedianState.h"
 #include "sigflow/numeric/Pcm.h"
+#include "sigflow/numeric/PeakInterpolation.h"
+#include "sigflow/numeric/Phase.h"
 #include "sigflow/numeric/Precision.h"
 #include "sigflow/numeric/Random.h"
+#include "sigflow/numeric/Tone.h"
+#include "sigflow/numeric/ToneMeasurements.h"
+#include "sigflow/numeric/TwoSided.h"
 #include "sigflow/numeric/Varn.h"
 #include "sigflow/numeric/Vec.h"
+#include "sigflow/numeric/Waveforms.h"
+#include "sigflow/numeric/WaveletState.h"
 #include "sigflow/numeric/Windows.h"
