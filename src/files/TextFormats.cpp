@@ -316,13 +316,15 @@ protected:
     const std::size_t perFrame = std::size_t(channelCount) * (data.Complex() ? 2 : 1);
     const std::size_t frames = v.size() / perFrame;
     const std::int64_t frame0 = FrameCount();
+    // Integer precisions have no negative zero; adding +0.0 turns -0.0 into 0.
+    const double zero = Precision() == prDouble || Precision() == prSingle ? -0.0 : 0.0;
     for (std::size_t f = 0; f < frames; ++f) {
       if (Format() == ffAsc) {
         Put(double(frame0 + std::int64_t(f)) / samplingFrequency);
         text_ += ' ';
       }
       for (std::size_t k = 0; k < perFrame; ++k) {
-        Put(QuantizeValue(v[f * perFrame + k], Precision(), Rounding()));
+        Put(QuantizeValue(v[f * perFrame + k], Precision(), Rounding()) + zero);
         text_ += (k + 1 == perFrame || Format() == ffSfs) ? '\n' : ' ';
       }
     }
