@@ -170,7 +170,7 @@ protected:
       }
       double values[2];
       ParseLine(text, r, values, 2);
-      if (Format() == ffAsc) (dataLines == 0 ? t0 : t1) = values[0];
+      if (Format() == ffAsc && dataLines < 2) (dataLines == 0 ? t0 : t1) = values[0];
       ++dataLines;
     }
     if (tooLong) FailAtLine("line longer than " + std::to_string(kMaxLine) + " bytes", lines_.Line());
