@@ -3,12 +3,17 @@
 // 16- and 32-bit ones signed.
 #include <sndfile.h>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 
 #include "FileInternals.h"
-#include "sigflow/numeric/Pcm.h"
 #include "sigflow/numeric/Vec.h"
 
 namespace sigflow::files_detail {
@@ -64,6 +69,59 @@ std::uint32_t Le32(const std::uint8_t* p) {
   return std::uint32_t(p[0]) | std::uint32_t(p[1]) << 8 | std::uint32_t(p[2]) << 16 | std::uint32_t(p[3]) << 24;
 }
 std::uint16_t Le16(const std::uint8_t* p) { return std::uint16_t(p[0] | p[1] << 8); }
+
+// Doubles to little-endian PCM, clipped, rounded by r, NaN as 0 (the numeric layer's rules).
+// Round-to-nearest, the common case, avoids a library call per value: clipping first keeps
+// |x| far below 2^51, where adding and subtracting 1.5 * 2^52 rounds half to even.
+template <class T>
+T PcmValue(double x, TRounding r) {
+  constexpr double lo = double(std::numeric_limits<T>::min());
+  constexpr double hi = double(std::numeric_limits<T>::max());
+  constexpr double kShift = 6755399436597248.0;  // 1.5 * 2^52
+  double y = x < lo ? lo : x;
+  y = y > hi ? hi : y;
+  y = y == y ? y : 0.0;
+  return T(r == rnRound ? (y + kShift) - kShift : RoundValue(y, r));
+}
+
+#if defined(__SSE2__)
+// Four doubles to four int32: NaN -> 0, clipped to [lo, hi], rounded by the current mode
+// (to nearest even unless the process changed it, the same rule as std::nearbyint).
+inline __m128i RoundClip4(const double* src, __m128d lo, __m128d hi) {
+  __m128d a = _mm_loadu_pd(src), b = _mm_loadu_pd(src + 2);
+  a = _mm_and_pd(a, _mm_cmpord_pd(a, a));
+  b = _mm_and_pd(b, _mm_cmpord_pd(b, b));
+  a = _mm_min_pd(_mm_max_pd(a, lo), hi);
+  b = _mm_min_pd(_mm_max_pd(b, lo), hi);
+  return _mm_unpacklo_epi64(_mm_cvtpd_epi32(a), _mm_cvtpd_epi32(b));
+}
+#endif
+
+template <class T>
+void EncodePcm(const double* src, std::size_t n, TRounding r, std::uint8_t* out) {
+  std::size_t i = 0;
+#if defined(__SSE2__)
+  if (r == rnRound) {
+    const __m128d lo = _mm_set1_pd(double(std::numeric_limits<T>::min()));
+    const __m128d hi = _mm_set1_pd(double(std::numeric_limits<T>::max()));
+    for (; i + 8 <= n; i += 8) {
+      const __m128i x = RoundClip4(src + i, lo, hi), y = RoundClip4(src + i + 4, lo, hi);
+      if constexpr (sizeof(T) == 4) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * i), x);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 4 * i + 16), y);
+      } else if constexpr (sizeof(T) == 2) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 2 * i), _mm_packs_epi32(x, y));
+      } else {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + i), _mm_packus_epi16(_mm_packs_epi32(x, y), _mm_setzero_si128()));
+      }
+    }
+  }
+#endif
+  for (; i < n; ++i) {
+    const auto v = std::make_unsigned_t<T>(PcmValue<T>(src[i], r));
+    for (std::size_t k = 0; k < sizeof(T); ++k) out[i * sizeof(T) + k] = std::uint8_t(v >> (8 * k));
+  }
+}
 
 class TWavReader final : public TSignalFileReader {
 public:
@@ -188,7 +246,10 @@ protected:
     const int bits = PrecisionSize(Precision()) * 8;
     const std::size_t bytes = std::size_t(data.Length()) * std::size_t(bits / 8);
     if (buffer_.size() < bytes) buffer_.resize(bytes);
-    VecToPcmBytes(data, buffer_.data(), bytes, bits, Rounding());
+    const std::size_t n = std::size_t(data.Length());
+    if (bits == 8) EncodePcm<std::uint8_t>(data.Data(), n, Rounding(), buffer_.data());
+    else if (bits == 16) EncodePcm<std::int16_t>(data.Data(), n, Rounding(), buffer_.data());
+    else EncodePcm<std::int32_t>(data.Data(), n, Rounding(), buffer_.data());
     if (sf_write_raw(sf_, buffer_.data(), sf_count_t(bytes)) != sf_count_t(bytes))
       Fail(std::string("writing WAV data failed: ") + sf_strerror(sf_));
     sf_command(sf_, SFC_UPDATE_HEADER_NOW, nullptr, 0);

@@ -33,6 +33,8 @@ TVec Block(int frames, int channels, bool complex, TPrecision p, std::mt19937_64
       values[3] = std::numeric_limits<double>::denorm_min();
       values[4] = std::numeric_limits<double>::infinity();
       values[5] = 0.1;
+    } else if (p != prSingle) {
+      values[2] = std::nan("");  // stored as 0
     }
   }
   return v;
