@@ -56,7 +56,9 @@ TOverviewStatus ComputePeakOverview(TSignalFileReader& reader, int record, std::
 class TPeakOverviewTask {
 public:
   // Called once on the worker thread when the run ends, whatever its status; the result
-  // may be moved out of its argument (TakeResult then gives what is left).
+  // may be moved out of its argument (TakeResult then gives what is left). Handlers must
+  // not call Start, Wait or the destructor of their own task (the worker would join itself);
+  // post a message to the main thread instead.
   using TDoneEvent = std::function<void(TOverviewResult& result)>;
 
   TPeakOverviewTask() = default;
