@@ -184,8 +184,9 @@ protected:
       lines_.Reset(Stream(), r.Offset, r.Line);
       cursorRecord_ = record;
       cursorFrame_ = 0;
-      cursorValid_ = true;
     }
+    // A failure below leaves the line source somewhere unknown: start over next time.
+    cursorValid_ = false;
     const int perLine = Format() == ffSfs ? 1 : r.ChannelCount * (r.Complex ? 2 : 1);
     std::vector<double>& scratch = scratch_;
     scratch.resize(std::size_t(perLine) + 1);
@@ -194,7 +195,6 @@ protected:
     std::string_view text;
     while (line > 0 || wanted > 0) {
       if (!NextDataLine(text)) {
-        cursorValid_ = false;
         FailAtLine("the file ends inside record " + std::to_string(record), lines_.Line() + 1);
       }
       if (line > 0) {
@@ -207,6 +207,7 @@ protected:
       --wanted;
     }
     cursorFrame_ = first + count;
+    cursorValid_ = true;
   }
 
 private:

@@ -80,6 +80,26 @@ TEST(TextFormats, ForeignFilesWithCommentsBlankLinesAndCrLf) {
   EXPECT_EQ(e->RecordInfo(0).Frames, 0);
 }
 
+TEST(TextFormats, FileChangedUnderTheReaderRaisesThenRecovers) {
+  // Larger than the reader's buffer, so the change is seen when reading goes on.
+  TScratchDir dir;
+  const std::string file = dir.File("c.sfs");
+  auto text = [](bool spoiled) {
+    std::string t;
+    for (int i = 0; i < 20000; ++i) t += (spoiled && i == 15000) ? "xxxxx\n" : std::to_string(10000 + i) + "\n";
+    return t;
+  };
+  test::WriteText(file, text(false));
+  auto r = OpenSignalFile(file, ffSfs);
+  TVec v;
+  r->ReadSamples(0, 0, 1, v);
+  test::WriteText(file, text(true));  // same size, one line spoiled
+  EXPECT_THROW(r->ReadSamples(0, 1, 19000, v), EReadError);
+  test::WriteText(file, text(false));
+  r->ReadSamples(0, 15005, 2, v);  // the failed read must not leave the cursor off by lines
+  EXPECT_TRUE(SameBits(v, MakeVec({25005, 25006})));
+}
+
 // Restores the process locale when the test ends.
 class TLocaleGuard {
 public:
