@@ -1,0 +1,6 @@
+// ".sfs" signal files from untrusted bytes.
+#include "signal_file_fuzz.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  return FuzzSignalFile(sigflow::ffSfs, data, size);
+}
