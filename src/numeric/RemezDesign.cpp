@@ -1,0 +1,443 @@
+#include "sigflow/numeric/RemezDesign.h"
+
+#include <algorithm>
+#include <cmath>
+#include <complex>
+#include <functional>
+#include <numbers>
+#include <string>
+
+namespace sigflow {
+
+namespace {
+
+constexpr double kPi = std::numbers::pi;
+
+[[noreturn]] void Fail(const std::string& message) { throw EFilterDesignError(message); }
+
+struct GridPoint {
+  double f;    // cycles/sample, 0 .. 0.5
+  double des;  // desired amplitude divided by Q(f)
+  double wt;   // weight multiplied by Q(f)
+  int band;
+};
+
+// Target amplitude (the real function Hr with H = Hr e^{-j 2 pi nu c}, times j for the
+// antisymmetric types) and weight of one response type at frequency f.
+void Target(TRemezType type, double d, double w, double f, double& des, double& wt) {
+  switch (type) {
+    case rmtMultiband:
+    case rmtHilbert:
+      des = d;
+      wt = w;
+      return;
+    case rmtDifferentiator:
+      des = d * f;
+      wt = d >= 1e-4 ? w / f : w;
+      return;
+    case rmtDoubleDifferentiator:
+      des = -d * f * f;
+      wt = std::abs(d) >= 1e-4 ? w / (f * f) : w;
+      return;
+    case rmtIntegrator:
+      des = -d / f;
+      wt = w * f;
+      return;
+    case rmtDoubleIntegrator:
+      des = -d / (f * f);
+      wt = w * f * f;
+      return;
+  }
+}
+
+// Barycentric form of the polynomial through (x[k], y[k]): weights in long double with
+// factors 2(x_k - x_j), whose products stay near 1 for points spread over [-1, 1].
+struct Barycentric {
+  std::vector<double> x, y, w;
+
+  void Weights() {
+    const std::size_t n = x.size();
+    std::vector<long double> lw(n);
+    long double big = 0.0L;
+    for (std::size_t k = 0; k < n; ++k) {
+      long double p = 1.0L;
+      for (std::size_t j = 0; j < n; ++j)
+        if (j != k) p *= 2.0L * (static_cast<long double>(x[k]) - x[j]);
+      lw[k] = 1.0L / p;
+      big = std::max(big, std::abs(lw[k]));
+    }
+    w.resize(n);
+    for (std::size_t k = 0; k < n; ++k) w[k] = static_cast<double>(lw[k] / big);
+  }
+
+  double operator()(double t) const {
+    double v;
+    Evaluate(&t, &v, 1);
+    return v;
+  }
+
+  // Values at t[0 .. count-1]. Points are processed in blocks with the node loop outside, so
+  // the inner loop runs over independent points and vectorises.
+  void Evaluate(const double* t, double* out, std::size_t count) const {
+    constexpr std::size_t kBlock = 64;
+    double num[kBlock], den[kBlock];
+    for (std::size_t b = 0; b < count; b += kBlock) {
+      const std::size_t m = std::min(kBlock, count - b);
+      for (std::size_t i = 0; i < m; ++i) num[i] = den[i] = 0.0;
+      for (std::size_t k = 0; k < x.size(); ++k) {
+        const double xk = x[k], wk = w[k], wy = w[k] * y[k];
+        for (std::size_t i = 0; i < m; ++i) {
+          const double inv = 1.0 / (t[b + i] - xk);
+          num[i] += wy * inv;
+          den[i] += wk * inv;
+        }
+      }
+      for (std::size_t i = 0; i < m; ++i) {
+        out[b + i] = num[i] / den[i];
+        if (!std::isfinite(out[b + i])) {  // t is a node (or next to one)
+          for (std::size_t k = 0; k < x.size(); ++k)
+            if (t[b + i] == x[k]) out[b + i] = y[k];
+        }
+      }
+    }
+  }
+};
+
+struct Problem {
+  TRemezType type;
+  bool neg, odd;
+  const std::vector<double>& edge;
+  std::span<const double> desired, weight;
+  int density, maxIterations;
+  std::function<double(double)> q;
+};
+
+struct Solution {
+  Barycentric poly;
+  std::vector<double> extremal;  // frequencies of the final alternation set
+  std::vector<int> extremalBand;
+  double delta = 0.0;
+};
+
+std::vector<GridPoint> BuildGrid(const Problem& pr, int nfcns) {
+  const std::size_t nb = pr.desired.size();
+  const double delf = 0.5 / (static_cast<double>(pr.density) * nfcns);
+  std::vector<GridPoint> grid;
+  grid.reserve(static_cast<std::size_t>(pr.density) * nfcns + 4 * nb + 8);
+  const bool singularAtZero = pr.type != rmtMultiband;
+  for (std::size_t b = 0; b < nb; ++b) {
+    const double d = pr.desired[b], w = pr.weight.empty() ? 1.0 : pr.weight[b];
+    double f = pr.edge[2 * b];
+    if (b == 0 && (pr.neg || singularAtZero) && f < delf) f = delf;
+    const double fup = pr.edge[2 * b + 1];
+    const std::size_t first = grid.size();
+    do {
+      GridPoint g{f, 0, 0, static_cast<int>(b)};
+      Target(pr.type, d, w, f, g.des, g.wt);
+      grid.push_back(g);
+      f += delf;
+    } while (f <= fup);
+    GridPoint& last = grid.back();
+    if (grid.size() - first > 1 || last.f < fup) {
+      last.f = fup;
+      Target(pr.type, d, w, fup, last.des, last.wt);
+    }
+  }
+  if (pr.neg == pr.odd && grid.back().f > 0.5 - delf) grid.pop_back();
+  for (GridPoint& g : grid) {
+    const double qf = pr.q(g.f);
+    g.des /= qf;
+    g.wt *= qf;
+    if (!std::isfinite(g.des) || !std::isfinite(g.wt))
+      Fail("Parks-McClellan target is not finite on the grid (check the band edges)");
+  }
+  return grid;
+}
+
+// Initial alternation set on `grid` from the set of a smaller design (reference scaling):
+// each band keeps its share of points, spread like the smaller design's points.
+std::vector<int> ScaleReference(const Solution& small, const std::vector<GridPoint>& grid,
+                                int count, std::size_t nb) {
+  const int smallCount = static_cast<int>(small.extremal.size());
+  std::vector<std::vector<double>> perBand(nb);
+  for (int i = 0; i < smallCount; ++i) perBand[small.extremalBand[i]].push_back(small.extremal[i]);
+  std::vector<int> want(nb);
+  int total = 0;
+  std::size_t biggest = 0;
+  for (std::size_t b = 0; b < nb; ++b) {
+    want[b] = static_cast<int>(std::lround(static_cast<double>(perBand[b].size()) * count / smallCount));
+    total += want[b];
+    if (perBand[b].size() > perBand[biggest].size()) biggest = b;
+  }
+  want[biggest] += count - total;
+  std::vector<int> ext;
+  ext.reserve(count);
+  for (std::size_t b = 0; b < nb; ++b) {
+    const auto& f = perBand[b];
+    auto lo = std::find_if(grid.begin(), grid.end(), [&](const GridPoint& g) { return g.band == static_cast<int>(b); });
+    auto hi = std::find_if(lo, grid.end(), [&](const GridPoint& g) { return g.band != static_cast<int>(b); });
+    for (int i = 0; i < want[b]; ++i) {
+      double target;
+      if (f.size() >= 2 && want[b] >= 2) {
+        const double t = static_cast<double>(i) * (f.size() - 1) / (want[b] - 1);
+        const std::size_t j = std::min(static_cast<std::size_t>(t), f.size() - 2);
+        target = f[j] + (t - j) * (f[j + 1] - f[j]);
+      } else {
+        target = lo->f + (want[b] >= 2 ? static_cast<double>(i) / (want[b] - 1) : 0.5) *
+                             ((hi - 1)->f - lo->f);
+      }
+      auto it = std::lower_bound(lo, hi, target, [](const GridPoint& g, double v) { return g.f < v; });
+      if (it == hi) --it;
+      if (it != lo && target - (it - 1)->f < it->f - target) --it;
+      ext.push_back(static_cast<int>(it - grid.begin()));
+    }
+  }
+  const int ngrid = static_cast<int>(grid.size());
+  for (int i = 1; i < count; ++i) ext[i] = std::max(ext[i], ext[i - 1] + 1);
+  if (ext.back() > ngrid - 1) ext.back() = ngrid - 1;
+  for (int i = count - 2; i >= 0; --i) ext[i] = std::min(ext[i], ext[i + 1] - 1);
+  return ext;
+}
+
+// Remez exchange for a cosine polynomial with nfcns terms; nfcns + 1 alternation points.
+Solution Solve(const Problem& pr, int nfcns) {
+  const std::vector<GridPoint> grid = BuildGrid(pr, nfcns);
+  const int ngrid = static_cast<int>(grid.size());
+  const int r = nfcns;
+  if (ngrid < r + 1)
+    Fail("Parks-McClellan grid too coarse: " + std::to_string(ngrid) + " points for " +
+         std::to_string(r + 1) + " extremal frequencies");
+  std::vector<double> gx(ngrid);
+  for (int i = 0; i < ngrid; ++i) gx[i] = std::cos(2.0 * kPi * grid[i].f);
+
+  // A large design starts from the optimum of one half its size: the equispaced start makes
+  // the first levelled error far below rounding, and the exchange then cannot find its way.
+  std::vector<int> ext(r + 1);
+  constexpr int kDirect = 48;
+  if (r > kDirect) {
+    const Solution small = Solve(pr, r / 2);
+    ext = ScaleReference(small, grid, r + 1, pr.desired.size());
+  } else {
+    for (int k = 0; k <= r; ++k)
+      ext[k] = static_cast<int>(static_cast<long long>(k) * (ngrid - 1) / r);
+  }
+
+  Solution sol;
+  Barycentric& poly = sol.poly;
+  std::vector<double> a(ngrid), err(ngrid);
+  std::vector<int> cand;
+  double delta = 0.0;
+  bool converged = false;
+  for (int iter = 0; iter < pr.maxIterations && !converged; ++iter) {
+    poly.x.resize(r + 1);
+    poly.y.resize(r + 1);
+    for (int k = 0; k <= r; ++k) poly.x[k] = gx[ext[k]];
+    poly.Weights();
+    long double num = 0.0L, den = 0.0L;
+    for (int k = 0; k <= r; ++k) {
+      const GridPoint& g = grid[ext[k]];
+      num += static_cast<long double>(poly.w[k]) * g.des;
+      den += static_cast<long double>(poly.w[k]) * (k % 2 ? -1.0L : 1.0L) / g.wt;
+    }
+    delta = static_cast<double>(num / den);
+    if (!std::isfinite(delta) || den == 0.0L)
+      throw ERemezConvergenceError("Parks-McClellan exchange broke down (degenerate extremal set)");
+    for (int k = 0; k <= r; ++k) {
+      const GridPoint& g = grid[ext[k]];
+      poly.y[k] = g.des - (k % 2 ? -delta : delta) / g.wt;
+    }
+    poly.Evaluate(gx.data(), a.data(), gx.size());
+    for (int i = 0; i < ngrid; ++i) err[i] = grid[i].wt * (grid[i].des - a[i]);
+    for (int k = 0; k <= r; ++k) err[ext[k]] = k % 2 ? -delta : delta;
+
+    // Candidates: the largest |error| of every run of one sign inside a band, kept when it
+    // reaches the level of the current extremal set.
+    const double level = std::abs(delta) * (1.0 - 1e-12);
+    cand.clear();
+    for (int i = 0; i < ngrid;) {
+      int best = i;
+      int j = i;
+      const bool pos = err[i] >= 0.0;
+      while (j < ngrid && grid[j].band == grid[i].band && (err[j] >= 0.0) == pos) {
+        if (std::abs(err[j]) > std::abs(err[best])) best = j;
+        ++j;
+      }
+      if (std::abs(err[best]) >= level) {
+        if (!cand.empty() && (err[cand.back()] >= 0.0) == pos) {
+          if (std::abs(err[best]) > std::abs(err[cand.back()])) cand.back() = best;
+        } else {
+          cand.push_back(best);
+        }
+      }
+      i = j;
+    }
+    if (static_cast<int>(cand.size()) < r + 1)
+      throw ERemezConvergenceError(
+          "Parks-McClellan exchange lost alternation (" + std::to_string(cand.size()) +
+          " of " + std::to_string(r + 1) + " extremal frequencies)");
+    while (static_cast<int>(cand.size()) > r + 1) {
+      const std::size_t n = cand.size();
+      std::size_t m = 0;
+      for (std::size_t i = 1; i < n; ++i)
+        if (std::abs(err[cand[i]]) < std::abs(err[cand[m]])) m = i;
+      if (n - (r + 1) == 1 || m == 0 || m == n - 1) {
+        if (n - (r + 1) == 1)
+          m = std::abs(err[cand.front()]) < std::abs(err[cand.back()]) ? 0 : n - 1;
+        cand.erase(cand.begin() + static_cast<std::ptrdiff_t>(m));
+      } else {
+        const std::size_t other =
+            std::abs(err[cand[m - 1]]) < std::abs(err[cand[m + 1]]) ? m - 1 : m + 1;
+        cand.erase(cand.begin() + static_cast<std::ptrdiff_t>(std::max(m, other)));
+        cand.erase(cand.begin() + static_cast<std::ptrdiff_t>(std::min(m, other)));
+      }
+    }
+    double emax = 0.0;
+    for (int c : cand) emax = std::max(emax, std::abs(err[c]));
+    converged = std::equal(cand.begin(), cand.end(), ext.begin()) ||
+                emax - std::abs(delta) <= 1e-13 * emax;
+    std::copy(cand.begin(), cand.end(), ext.begin());
+  }
+  if (!converged)
+    throw ERemezConvergenceError("Parks-McClellan design did not converge in " +
+                                 std::to_string(pr.maxIterations) + " iterations");
+  sol.delta = delta;
+  for (int k = 0; k <= r; ++k) {
+    sol.extremal.push_back(grid[ext[k]].f);
+    sol.extremalBand.push_back(grid[ext[k]].band);
+  }
+  return sol;
+}
+
+}  // namespace
+
+std::vector<double> remez(int NumTaps, std::span<const double> Bands,
+                          std::span<const double> Desired, std::span<const double> Weight,
+                          TRemezType Type, double Fs, int GridDensity, int MaxIterations) {
+  if (NumTaps < 3 || NumTaps > 10000)
+    Fail("Parks-McClellan length must be in 3 .. 10000, got " + std::to_string(NumTaps));
+  if (Bands.size() < 2 || Bands.size() % 2)
+    Fail("Parks-McClellan bands need an even number of edges, got " +
+         std::to_string(Bands.size()));
+  const std::size_t nb = Bands.size() / 2;
+  if (Desired.size() != nb)
+    Fail("Parks-McClellan needs one desired value per band: " + std::to_string(nb) +
+         " bands, " + std::to_string(Desired.size()) + " values");
+  if (!Weight.empty() && Weight.size() != nb)
+    Fail("Parks-McClellan needs one weight per band: " + std::to_string(nb) + " bands, " +
+         std::to_string(Weight.size()) + " weights");
+  if (!(Fs > 0.0)) Fail("Sampling frequency must be > 0");
+  if (GridDensity < 1) Fail("Grid density must be at least 1");
+  if (MaxIterations < 1) Fail("Iteration limit must be at least 1");
+  std::vector<double> edge(Bands.size());
+  for (std::size_t i = 0; i < Bands.size(); ++i) {
+    edge[i] = Bands[i] / Fs;
+    if (!(edge[i] >= 0.0 && edge[i] <= 0.5))
+      Fail("Band edge " + std::to_string(Bands[i]) + " outside 0 .. Fs/2");
+    if (i > 0 && edge[i] < edge[i - 1]) Fail("Band edges must not decrease");
+  }
+  for (std::size_t b = 0; b < nb; ++b) {
+    if (!Weight.empty() && !(Weight[b] > 0.0)) Fail("Band weights must be > 0");
+    if (b > 0 && !(edge[2 * b] > edge[2 * b - 1])) Fail("Bands must not touch or overlap");
+  }
+
+  const bool neg =
+      Type == rmtDifferentiator || Type == rmtIntegrator || Type == rmtHilbert;
+  const bool odd = NumTaps % 2 == 1;
+  if (!neg && !odd && edge.back() == 0.5 && Type == rmtMultiband && Desired.back() != 0.0)
+    Fail("An even-length symmetric filter is zero at the Nyquist frequency; use an odd length");
+  if ((Type == rmtIntegrator || Type == rmtDoubleIntegrator) && edge[0] == 0.0)
+    Fail("Integrator bands must start above 0 Hz");
+
+  int nfcns = NumTaps / 2;
+  if (odd && !neg) ++nfcns;
+
+  // Removes the fixed factor Q(f) so the rest is a cosine polynomial in x = cos(2 pi f).
+  auto q = [&](double f) {
+    if (!neg) return odd ? 1.0 : std::cos(kPi * f);
+    return odd ? std::sin(2.0 * kPi * f) : std::sin(kPi * f);
+  };
+  Problem problem{Type, neg, odd, edge, Desired, Weight, GridDensity, MaxIterations, q};
+  const Solution sol = Solve(problem, nfcns);
+  const Barycentric& poly = sol.poly;
+
+  // Impulse response from N samples of the full response by an inverse DFT.
+  const int n = NumTaps;
+  const double c = 0.5 * (n - 1);
+  std::vector<std::complex<double>> spec(n);
+  for (int m = 0; m < n; ++m) {
+    const double f = static_cast<double>(m) / n;
+    const double amp = q(f) * poly(std::cos(2.0 * kPi * f));
+    const std::complex<double> rot = std::polar(1.0, -2.0 * kPi * f * c);
+    spec[m] = neg ? std::complex<double>(0.0, amp) * rot : amp * rot;
+  }
+  std::vector<double> cosTab(n), sinTab(n);
+  for (int j = 0; j < n; ++j) {
+    const long double ph = 2.0L * std::numbers::pi_v<long double> * j / n;
+    cosTab[j] = static_cast<double>(std::cos(ph));
+    sinTab[j] = static_cast<double>(std::sin(ph));
+  }
+  std::vector<double> h(n);
+  for (int k = 0; k < n; ++k) {
+    double s = 0.0;
+    int j = 0;  // (m k) mod n
+    for (int m = 0; m < n; ++m) {
+      s += spec[m].real() * cosTab[j] - spec[m].imag() * sinTab[j];
+      j += k;
+      if (j >= n) j -= n;
+    }
+    h[k] = s / n;
+  }
+  // Exact symmetry, so the phase is exactly linear.
+  for (int k = 0; k < n / 2; ++k) {
+    const double a = neg ? 0.5 * (h[k] - h[n - 1 - k]) : 0.5 * (h[k] + h[n - 1 - k]);
+    h[k] = a;
+    h[n - 1 - k] = neg ? -a : a;
+  }
+  if (neg && odd) h[n / 2] = 0.0;
+  return h;
+}
+
+int RemezLength(std::span<const double> Bands, std::span<const double> Deviations, double Fs) {
+  if (Bands.size() < 4 || Bands.size() % 2)
+    Fail("Length estimate needs at least two bands (an even number of edges)");
+  const std::size_t nb = Bands.size() / 2;
+  if (Deviations.size() != nb)
+    Fail("Length estimate needs one deviation per band: " + std::to_string(nb) + " bands, " +
+         std::to_string(Deviations.size()) + " deviations");
+  if (!(Fs > 0.0)) Fail("Sampling frequency must be > 0");
+  for (double d : Deviations)
+    if (!(d > 0.0 && d < 1.0)) Fail("Deviations must be in (0, 1), got " + std::to_string(d));
+  double best = 1.0;
+  for (std::size_t b = 0; b + 1 < nb; ++b) {
+    const double df = (Bands[2 * b + 2] - Bands[2 * b + 1]) / Fs;
+    if (!(df > 0.0)) Fail("Transition widths must be > 0");
+    const double lp = std::log10(std::max(Deviations[b], Deviations[b + 1]));
+    const double ls = std::log10(std::min(Deviations[b], Deviations[b + 1]));
+    const double dinf = (5.309e-3 * lp * lp + 7.114e-2 * lp - 0.4761) * ls -
+                        (2.66e-3 * lp * lp + 0.5941 * lp + 0.4278);
+    const double f = 11.01217 + 0.51244 * (lp - ls);
+    best = std::max(best, dinf / df - f * df + 1.0);
+  }
+  return static_cast<int>(std::ceil(best));
+}
+
+std::vector<double> RemezImpulse(int Length, double PassEdge, int GridDensity) {
+  if (Length < 3 || Length > 10000 || Length % 4 != 3)
+    Fail("Half-band length must be 3 .. 10000 with length mod 4 = 3, got " +
+         std::to_string(Length));
+  if (!(PassEdge > 0.0 && PassEdge < 0.5))
+    Fail("Half-band pass edge must be in (0, 0.5), got " + std::to_string(PassEdge));
+  const int half = (Length + 1) / 2;
+  const double bands[] = {0.0, PassEdge};
+  const double desired[] = {1.0};
+  // Two taps (one cosine term) cannot be refined by an exchange: the answer is g = {1/2, 1/2}.
+  std::vector<double> g = half == 2 ? std::vector<double>{0.5, 0.5}
+                                    : remez(half, bands, desired, {}, rmtMultiband, 1.0,
+                                            GridDensity);
+  std::vector<double> h(Length, 0.0);
+  for (int i = 0; i < half; ++i) h[2 * i] = 0.5 * g[i];
+  h[(Length - 1) / 2] = 0.5;
+  return h;
+}
+
+}  // namespace sigflow
