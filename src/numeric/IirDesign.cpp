@@ -198,33 +198,34 @@ Zpk EllipPrototype(int n, double rp, double rs) {
   return r;
 }
 
-// Roots of the reverse Bessel polynomial scaled so that the product of -p is 1 (phase
-// normalisation): Aberth iteration in long double on theta_N(c s)/theta_N(0), whose
-// coefficients run from 1 to 1.
+// Roots of the reverse Bessel polynomial theta_N, divided by theta_N(0)^(1/N) so that the
+// product of -p is 1 (phase normalisation). Aberth iteration in long double; theta_N and its
+// derivative come from the three-term recurrence theta_n = (2n-1) theta_{n-1} + s^2
+// theta_{n-2}, which stays accurate where the monomial coefficients (up to 1e78) do not.
 Zpk BesselPrototype(int n) {
   using lcplx = std::complex<long double>;
-  std::vector<long double> a(n + 1);  // a[k] = (2n-k)! / (2^(n-k) k! (n-k)!)
-  a[n] = 1.0L;
-  for (int k = n - 1; k >= 0; --k)
-    a[k] = a[k + 1] * static_cast<long double>(2 * n - k) * (k + 1) / (2.0L * (n - k));
-  const long double c = std::pow(a[0], 1.0L / n);
-  std::vector<long double> b(n + 1);
-  for (int k = 0; k <= n; ++k) b[k] = a[k] * std::pow(c, static_cast<long double>(k)) / a[0];
+  long double a0 = 1.0L;  // theta_N(0) = (2N)! / (2^N N!)
+  for (int i = n + 1; i <= 2 * n; ++i) a0 *= i / 2.0L;
+  const long double c = std::pow(a0, 1.0L / n);
   auto eval = [&](lcplx s, lcplx& d) {
-    lcplx v = b[n];
-    d = 0.0L;
-    for (int k = n - 1; k >= 0; --k) {
-      d = d * s + v;
-      v = v * s + b[k];
+    lcplx t0 = 1.0L, t1 = s + 1.0L, d0 = 0.0L, d1 = 1.0L;
+    for (int k = 2; k <= n; ++k) {
+      const lcplx t2 = static_cast<long double>(2 * k - 1) * t1 + s * s * t0;
+      const lcplx d2 = static_cast<long double>(2 * k - 1) * d1 + 2.0L * s * t0 + s * s * d0;
+      t0 = t1;
+      t1 = t2;
+      d0 = d1;
+      d1 = d2;
     }
-    return v;
+    d = d1;
+    return t1;
   };
   std::vector<lcplx> r(n);
   for (int i = 0; i < n; ++i) {  // start on the left half of a circle through the roots
     const long double th = std::numbers::pi_v<long double> * (0.5L + (i + 0.5L) / n);
-    r[i] = lcplx(1.2L * std::cos(th), 1.2L * std::sin(th));
+    r[i] = c * lcplx(std::cos(th), std::sin(th));
   }
-  for (int it = 0; it < 500; ++it) {
+  for (int it = 0; it < 1000; ++it) {
     long double change = 0.0L;
     for (int i = 0; i < n; ++i) {
       lcplx d;
@@ -236,12 +237,60 @@ Zpk BesselPrototype(int n) {
         if (j != i) sum += 1.0L / (r[i] - r[j]);
       const lcplx step = ratio / (1.0L - ratio * sum);
       r[i] -= step;
-      change = std::max(change, std::abs(step) / std::max(1.0L, std::abs(r[i])));
+      change = std::max(change, std::abs(step) / std::abs(r[i]));
     }
-    if (change < 1e-18L) break;
+    if (change < 1e-17L) break;
   }
+#ifdef __SIZEOF_FLOAT128__
+  // Near the real axis the roots are ill-conditioned beyond N ~ 10 and long double leaves them
+  // noisy: finish with Aberth steps in quadruple precision.
+  struct Q {
+    __float128 re, im;
+    Q operator+(Q o) const { return {re + o.re, im + o.im}; }
+    Q operator-(Q o) const { return {re - o.re, im - o.im}; }
+    Q operator*(Q o) const { return {re * o.re - im * o.im, re * o.im + im * o.re}; }
+    Q operator/(Q o) const {
+      const __float128 d = o.re * o.re + o.im * o.im;
+      return {(re * o.re + im * o.im) / d, (im * o.re - re * o.im) / d};
+    }
+    __float128 Norm1() const { return (re < 0 ? -re : re) + (im < 0 ? -im : im); }
+  };
+  std::vector<Q> qr(n);
+  for (int i = 0; i < n; ++i) qr[i] = {r[i].real(), r[i].imag()};
+  for (int it = 0; n > 8 && it < 30; ++it) {
+    __float128 change = 0;
+    for (int i = 0; i < n; ++i) {
+      const Q s = qr[i], s2 = s * s;
+      Q t0{1, 0}, t1 = s + Q{1, 0}, d0{0, 0}, d1{1, 0};
+      for (int k = 2; k <= n; ++k) {
+        const Q m{static_cast<__float128>(2 * k - 1), 0};
+        const Q t2 = m * t1 + s2 * t0;
+        const Q d2 = m * d1 + Q{2, 0} * s * t0 + s2 * d0;
+        t0 = t1;
+        t1 = t2;
+        d0 = d1;
+        d1 = d2;
+      }
+      if (t1.re == 0 && t1.im == 0) continue;
+      const Q ratio = t1 / d1;
+      Q sum{0, 0};
+      for (int j = 0; j < n; ++j)
+        if (j != i) sum = sum + Q{1, 0} / (s - qr[j]);
+      const Q step = ratio / (Q{1, 0} - ratio * sum);
+      qr[i] = s - step;
+      const __float128 rel = step.Norm1() / qr[i].Norm1();
+      if (rel > change) change = rel;
+    }
+    if (change < 1e-30) break;
+  }
+  for (int i = 0; i < n; ++i)
+    r[i] = lcplx(static_cast<long double>(qr[i].re), static_cast<long double>(qr[i].im));
+#endif
   Zpk z;
-  for (const lcplx& x : r) z.p.push_back(cplx(static_cast<double>(x.real()), static_cast<double>(x.imag())));
+  for (const lcplx& x : r) {
+    const lcplx p = x / c;
+    z.p.push_back(cplx(static_cast<double>(p.real()), static_cast<double>(p.imag())));
+  }
   z.k = 1.0;
   return z;
 }
