@@ -37,7 +37,7 @@ void Target(TRemezType type, double d, double w, double f, double& des, double& 
       return;
     case rmtDoubleDifferentiator:
       des = -d * f * f;
-      wt = std::abs(d) >= 1e-4 ? w / (f * f) : w;
+      wt = std::abs(d) >= 1e-4 ? w / f : w;
       return;
     case rmtIntegrator:
       des = -d / f;
@@ -114,6 +114,7 @@ struct Problem {
 
 struct Solution {
   Barycentric poly;
+  std::vector<GridPoint> extremalPoints;  // grid points of the final alternation set
   std::vector<double> extremal;  // frequencies of the final alternation set
   std::vector<int> extremalBand;
   double delta = 0.0;
@@ -302,6 +303,7 @@ Solution Solve(const Problem& pr, int nfcns) {
                                  std::to_string(pr.maxIterations) + " iterations");
   sol.delta = delta;
   for (int k = 0; k <= r; ++k) {
+    sol.extremalPoints.push_back(grid[ext[k]]);
     sol.extremal.push_back(grid[ext[k]].f);
     sol.extremalBand.push_back(grid[ext[k]].band);
   }
@@ -394,6 +396,29 @@ std::vector<double> remez(int NumTaps, std::span<const double> Bands,
     h[n - 1 - k] = neg ? -a : a;
   }
   if (neg && odd) h[n / 2] = 0.0;
+
+  // The taps must reproduce the levelled error at the extremal frequencies. When the free
+  // regions let the optimal polynomial grow huge (an integrator band far from Nyquist, say),
+  // rounding in the taps swamps the in-band response: report that instead of returning it.
+  double tapSum = 0.0;
+  for (double v : h) tapSum += std::abs(v);
+  for (const GridPoint& g : sol.extremalPoints) {
+    // Sum of h[k] e^{j 2 pi f (k - c)} with a rotating phasor.
+    const std::complex<double> step = std::polar(1.0, 2.0 * kPi * g.f);
+    std::complex<double> z = std::polar(1.0, -2.0 * kPi * g.f * c), acc = 0.0;
+    for (int k = 0; k < n; ++k) {
+      acc += h[k] * z;
+      z *= step;
+    }
+    const double hr = neg ? -acc.imag() : acc.real();
+    const double e = g.wt * (g.des - hr / q(g.f));
+    const double tol = 0.05 * std::abs(sol.delta) +
+                       1e-12 * std::abs(g.wt / q(g.f)) * tapSum;
+    if (!(std::abs(e) <= std::abs(sol.delta) + tol))
+      throw ERemezConvergenceError(
+          "Parks-McClellan design is numerically unreliable: the taps miss the optimum by " +
+          std::to_string(std::abs(e) / std::abs(sol.delta)) + " times the ripple");
+  }
   return h;
 }
 

@@ -23,10 +23,11 @@ namespace sigflow {
 //     rmtIntegrator           H = D / (j nu) e^{-j 2 pi nu c}               (antisymmetric)
 //     rmtDoubleIntegrator     H = D / (j nu)^2 e^{-j 2 pi nu c}             (symmetric)
 //     rmtHilbert              H = j D e^{-j 2 pi nu c}                      (antisymmetric)
-//                 with D = Desired[b]. The (double) differentiator and integrator weight
-//                 the error relatively: W = Weight[b] / |target/D| (for the differentiator
-//                 only when D >= 1e-4, as scipy.signal.remez does), so the ripple is a
-//                 fraction of the ideal gain. For a derivative per second use D = 2 pi Fs
+//                 with D = Desired[b]. Weights: the differentiators use W = Weight[b]/nu
+//                 (when |D| >= 1e-4, as scipy.signal.remez does for the differentiator),
+//                 so the single differentiator's ripple is relative to its gain; the
+//                 integrators use W = Weight[b] nu^p (p = 1, 2), a ripple relative to the
+//                 gain D / nu^p. Bands of the integrators must start above 0. For a derivative per second use D = 2 pi Fs
 //                 (differentiator), (2 pi Fs)^2 (double); for an integral in seconds
 //                 D = 1 / (2 pi Fs) (integrator), 1 / (2 pi Fs)^2 (double integrator).
 //                 Differentiator and Hilbert match scipy.signal.remez's 'differentiator'
@@ -35,7 +36,11 @@ namespace sigflow {
 //   GridDensity   dense grid points per extremal frequency (>= 1; 16 is the usual).
 //   MaxIterations exchange iterations before giving up (>= 1).
 // Throws EFilterDesignError for invalid arguments, and ERemezConvergenceError when the
-// exchange does not reach the optimum within MaxIterations or breaks down numerically.
+// exchange does not reach the optimum within MaxIterations, breaks down numerically, or when
+// the taps do not reproduce the optimum at its extremal frequencies (within 5% of the
+// ripple) - which happens when a free region (a gap, or the range beyond the last band)
+// lets the optimal response grow by many orders of magnitude, as for integrators and double
+// differentiators whose last band ends well below Fs/2.
 std::vector<double> remez(int NumTaps, std::span<const double> Bands,
                           std::span<const double> Desired, std::span<const double> Weight,
                           TRemezType Type = rmtMultiband, double Fs = 1.0,
