@@ -29,6 +29,31 @@ public:
   const char* ClassName() const noexcept override { return "ERemezConvergenceError"; }
 };
 
+// What a signal filter designs, in editor order ("Unit", "Fir", "Differentiator",
+// "Differentiator 2x", "Integrator", "Integrator 2x", "Hilbert", "Iir", "Savitzky-Golay",
+// "Moving average", "Median", "Envelope detector", "Wavelet").
+enum TResponseType : std::uint8_t {
+  rstUnit,
+  rstFIR,
+  rstDifferentiator,
+  rstDoubleDifferentiator,
+  rstIntegrator,
+  rstDoubleIntegrator,
+  rstHilbert,
+  rstIIR,
+  rstSavGolay,
+  rstMovingAverage,
+  rstMedian,
+  rstEnvelope,
+  rstWavelet,
+};
+
+// FIR design method: windowed sinc or Parks-McClellan ("Window", "Parks-McClellan").
+enum TFirFilterMethod : std::uint8_t {
+  fimWindow,
+  fimParksMcClellan,
+};
+
 // Shape of the wanted response.
 enum TFilterType : std::uint8_t {
   ftLowpass,
