@@ -71,13 +71,21 @@ std::vector<double> DolphChebyshev(int n, double attenuationDb) {
     else
       p[k] = std::cos(order * std::acos(x));
   }
-  // Real part of the DFT of p (odd n) or of p[k] e^{j pi k/n} (even n).
+  // Real part of the DFT of p (odd n) or of p[k] e^{j pi k/n} (even n): the phase is
+  // pi j / n with j = k (1 - 2m) or -2 k m, looked up in a table of 2n cosines.
+  std::vector<double> cosTab(2 * static_cast<std::size_t>(n));
+  for (int j = 0; j < 2 * n; ++j)
+    cosTab[j] = static_cast<double>(std::cos(std::numbers::pi_v<long double> * j / n));
   auto dft = [&](int m) {
+    const long long stepJ = n % 2 ? -2LL * m : 1LL - 2LL * m;
+    const long long mod = 2LL * n;
+    const long long step = ((stepJ % mod) + mod) % mod;
     long double s = 0.0L;
+    long long j = 0;
     for (int k = 0; k < n; ++k) {
-      const long double phase = (n % 2 ? 0.0L : static_cast<long double>(kPi) * k / n) -
-                                2.0L * static_cast<long double>(kPi) * k * m / n;
-      s += p[k] * std::cos(phase);
+      s += p[k] * cosTab[j];
+      j += step;
+      if (j >= mod) j -= mod;
     }
     return static_cast<double>(s);
   };
@@ -120,9 +128,8 @@ std::vector<double> FirDesignWindow(int Length, TFirWindow Window, double Param)
       return w;
     }
     case fwBlackman:
-      if (!(Param >= 0.0 && Param <= 0.5))
-        Fail("Blackman window alpha must be in [0, 0.5], got " + std::to_string(Param));
-      return CosineSum(n, {(1.0 - Param) / 2.0, 0.5, Param / 2.0});
+      if (!std::isfinite(Param)) Fail("Blackman window alpha must be finite");
+      return CosineSum(n, {(1.0 + Param) / 2.0, 0.5, -Param / 2.0});
     case fwBlackmanHarris:
       return CosineSum(n, {0.35875, 0.48829, 0.14128, 0.01168});
     case fwBlackmanExact:

@@ -37,7 +37,7 @@ void ExpectClose(const std::vector<double>& got, const std::vector<double>& want
 }
 
 // Window parameters the reference used, by window ordinal.
-const double kWindowParam[] = {0, 0, 0, 0, 0, 0.16, 0, 0, 0, 5.0, 60.0};
+const double kWindowParam[] = {0, 0, 0, 0, 0, -0.16, 0, 0, 0, 5.0, 60.0};
 
 TEST(FirDesignOracle, SymmetricWindowsMatchScipy) {
   for (int w = fwRectangular; w <= fwChebyshev; ++w)

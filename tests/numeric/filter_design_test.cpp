@@ -310,7 +310,7 @@ TEST(FirImpulse, DifferentiatorAndHilbertApproachTheirIdealResponses) {
     const auto want = std::complex<double>(0.0, kPi * w) * std::polar(1.0, -kPi * w * 30);
     EXPECT_LT(std::abs(FirResponse(d, w) - want), 6e-3) << w;
   }
-  const auto h = FirImpulse(61, std::vector<double>{0.05, 0.95}, ftHilbert, fwBlackman, 0.16);
+  const auto h = FirImpulse(61, std::vector<double>{0.05, 0.95}, ftHilbert, fwBlackman, -0.16);
   for (double w : {0.2, 0.5, 0.8}) {
     const auto want = std::complex<double>(0.0, 1.0) * std::polar(1.0, -kPi * w * 30);
     EXPECT_LT(std::abs(FirResponse(h, w) - want), 2e-3) << w;
@@ -334,7 +334,7 @@ TEST(FirImpulse, RejectsInvalidArguments) {
   EXPECT_THROW(FirImpulse(31, std::vector<double>{0.3}, ftBandpass, fwHamming, 0), EFilterDesignError);
   EXPECT_THROW(FirImpulse(31, std::vector<double>{0.5, 0.3}, ftBandpass, fwHamming, 0), EFilterDesignError);
   EXPECT_THROW(FirImpulse(31, std::vector<double>{1.2}, ftLowpass, fwHamming, 0), EFilterDesignError);
-  EXPECT_THROW(FirImpulse(31, std::vector<double>{0.3}, ftLowpass, fwBlackman, 4.0), EFilterDesignError);
+  EXPECT_THROW(FirImpulse(31, std::vector<double>{0.3}, ftLowpass, fwKaiser, -1.0), EFilterDesignError);
   EXPECT_THROW(KaiserFirLength(5.0, 0.1), EFilterDesignError);
 }
 

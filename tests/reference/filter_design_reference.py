@@ -18,7 +18,7 @@ WINDOWS = [
     ("Hamming", "hamming", 0.0),
     ("FlatTop", "flattop", 0.0),
     ("Bartlet", "bartlett", 0.0),
-    ("Blackman", ("general_cosine", [0.42, 0.5, 0.08]), 0.16),
+    ("Blackman", ("general_cosine", [0.42, 0.5, 0.08]), -0.16),
     ("BlackmanHarris", "blackmanharris", 0.0),
     ("BlackmanExact", ("general_cosine", [7938 / 18608, 9240 / 18608, 1430 / 18608]), 0.0),
     ("CosineTappered", ("tukey", 0.5), 0.0),

@@ -14,8 +14,9 @@ namespace sigflow {
 //     fwKaiser          beta >= 0 of w[n] = I0(beta sqrt(1 - (2n/(L-1) - 1)^2)) / I0(beta);
 //     fwChebyshev       side-lobe attenuation in dB (> 0) of the Dolph-Chebyshev window,
 //                       peak normalised to 1;
-//     fwBlackman        alpha in [0, 0.5] of w = (1-alpha)/2 - cos(x)/2 + alpha/2 cos(2x),
-//                       x = 2 pi n/(L-1); alpha = 0.16 is the classic Blackman window;
+//     fwBlackman        alpha of w = (alpha+1)/2 - cos(x)/2 - alpha/2 cos(2x),
+//                       x = 2 pi n/(L-1); alpha = -0.16 is the classic Blackman window
+//                       (0.42, 0.5, 0.08), alpha = 0 the Hanning window; any finite value;
 //     fwCosineTappered  tapered fraction in [0, 1] of the Tukey window (0 = rectangular,
 //                       1 = Hanning); 0 selects 0.5 (the filter design passes 0).
 // The cosine-sum windows (x = 2 pi n/(L-1)): Hanning 0.5 - 0.5 cos x; Hamming 0.54 - 0.46 cos x;
