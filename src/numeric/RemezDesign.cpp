@@ -50,44 +50,72 @@ void Target(TRemezType type, double d, double w, double f, double& des, double& 
   }
 }
 
-// Barycentric form of the polynomial through (x[k], y[k]): weights in long double with
-// factors 2(x_k - x_j), whose products stay near 1 for points spread over [-1, 1].
+// Barycentric form of the polynomial through (x[k], y[k]). The weights 1 / prod 2(x_k - x_j)
+// span far more than the double range for long designs: products are formed for all k at
+// once (a loop over k that vectorises) and renormalised with frexp every 16 factors, the
+// binary exponents kept apart; the factor 2 keeps the products near 1 for spread points.
 struct Barycentric {
   std::vector<double> x, y, w;
+  std::vector<double> prod_;
+  std::vector<long> exp_;
 
   void Weights() {
     const std::size_t n = x.size();
-    std::vector<long double> lw(n);
-    long double big = 0.0L;
-    for (std::size_t k = 0; k < n; ++k) {
-      long double p = 1.0L;
-      for (std::size_t j = 0; j < n; ++j)
-        if (j != k) p *= 2.0L * (static_cast<long double>(x[k]) - x[j]);
-      lw[k] = 1.0L / p;
-      big = std::max(big, std::abs(lw[k]));
+    prod_.assign(n, 1.0);
+    exp_.assign(n, 0);
+    for (std::size_t j = 0; j < n; ++j) {
+      const double xj = x[j];
+      double* p = prod_.data();
+      const double* xs = x.data();
+      for (std::size_t k = 0; k < j; ++k) p[k] *= 2.0 * (xs[k] - xj);
+      for (std::size_t k = j + 1; k < n; ++k) p[k] *= 2.0 * (xs[k] - xj);
+      if (j % 16 == 15 || j + 1 == n) {
+        for (std::size_t k = 0; k < n; ++k) {
+          int e;
+          prod_[k] = std::frexp(prod_[k], &e);
+          exp_[k] += e;
+        }
+      }
     }
+    // w_k = 1 / (prod_k 2^exp_k), scaled so the largest |w_k| is about 1.
+    long emin = exp_[0];
+    for (long e : exp_) emin = std::min(emin, e);
     w.resize(n);
-    for (std::size_t k = 0; k < n; ++k) w[k] = static_cast<double>(lw[k] / big);
+    for (std::size_t k = 0; k < n; ++k) {
+      const long shift = exp_[k] - emin;
+      w[k] = shift > 1000 ? 0.0 : std::ldexp(1.0 / prod_[k], -static_cast<int>(shift));
+    }
   }
 
   double operator()(double t) const {
-    double v;
-    Evaluate(&t, &v, 1);
-    return v;
+    double num = 0.0, den = 0.0;
+    for (std::size_t k = 0; k < x.size(); ++k) {
+      const double d = t - x[k];
+      if (d == 0.0) return y[k];
+      const double c = w[k] / d;
+      num += c * y[k];
+      den += c;
+    }
+    return num / den;
   }
 
   // Values at t[0 .. count-1]. Points are processed in blocks with the node loop outside, so
   // the inner loop runs over independent points and vectorises.
   void Evaluate(const double* t, double* out, std::size_t count) const {
+    // Fixed-size blocks (the tail padded with a point outside [-1, 1]) so the inner loop has a
+    // constant trip count and vectorises at -O2.
     constexpr std::size_t kBlock = 64;
-    double num[kBlock], den[kBlock];
+    double tb[kBlock], num[kBlock], den[kBlock];
     for (std::size_t b = 0; b < count; b += kBlock) {
       const std::size_t m = std::min(kBlock, count - b);
-      for (std::size_t i = 0; i < m; ++i) num[i] = den[i] = 0.0;
+      for (std::size_t i = 0; i < kBlock; ++i) {
+        tb[i] = i < m ? t[b + i] : 3.0;
+        num[i] = den[i] = 0.0;
+      }
       for (std::size_t k = 0; k < x.size(); ++k) {
         const double xk = x[k], wk = w[k], wy = w[k] * y[k];
-        for (std::size_t i = 0; i < m; ++i) {
-          const double inv = 1.0 / (t[b + i] - xk);
+        for (std::size_t i = 0; i < kBlock; ++i) {
+          const double inv = 1.0 / (tb[i] - xk);
           num[i] += wy * inv;
           den[i] += wk * inv;
         }
@@ -120,11 +148,11 @@ struct Solution {
   double delta = 0.0;
 };
 
-std::vector<GridPoint> BuildGrid(const Problem& pr, int nfcns) {
+std::vector<GridPoint> BuildGrid(const Problem& pr, int nfcns, int density) {
   const std::size_t nb = pr.desired.size();
-  const double delf = 0.5 / (static_cast<double>(pr.density) * nfcns);
+  const double delf = 0.5 / (static_cast<double>(density) * nfcns);
   std::vector<GridPoint> grid;
-  grid.reserve(static_cast<std::size_t>(pr.density) * nfcns + 4 * nb + 8);
+  grid.reserve(static_cast<std::size_t>(density) * nfcns + 4 * nb + 8);
   const bool singularAtZero = pr.type != rmtMultiband;
   for (std::size_t b = 0; b < nb; ++b) {
     const double d = pr.desired[b], w = pr.weight.empty() ? 1.0 : pr.weight[b];
@@ -200,9 +228,12 @@ std::vector<int> ScaleReference(const Solution& small, const std::vector<GridPoi
   return ext;
 }
 
-// Remez exchange for a cosine polynomial with nfcns terms; nfcns + 1 alternation points.
-Solution Solve(const Problem& pr, int nfcns) {
-  const std::vector<GridPoint> grid = BuildGrid(pr, nfcns);
+// Remez exchange for a cosine polynomial with nfcns terms; nfcns + 1 alternation points, on
+// a grid of `density` points per extremal frequency. `gapTol`: stop once the largest error
+// exceeds the levelled one by at most this fraction (a seed for a larger design needs no
+// more than a rough optimum).
+Solution Solve(const Problem& pr, int nfcns, int density, double gapTol = 1e-13) {
+  const std::vector<GridPoint> grid = BuildGrid(pr, nfcns, density);
   const int ngrid = static_cast<int>(grid.size());
   const int r = nfcns;
   if (ngrid < r + 1)
@@ -211,13 +242,13 @@ Solution Solve(const Problem& pr, int nfcns) {
   std::vector<double> gx(ngrid);
   for (int i = 0; i < ngrid; ++i) gx[i] = std::cos(2.0 * kPi * grid[i].f);
 
-  // A large design starts from the optimum of one half its size: the equispaced start makes
-  // the first levelled error far below rounding, and the exchange then cannot find its way.
+  // A large design starts from the optimum of one half its size (reference scaling): started
+  // from equispaced points, the first levelled error of a long filter lies below rounding and
+  // the exchange cannot find its way.
   std::vector<int> ext(r + 1);
   constexpr int kDirect = 48;
   if (r > kDirect) {
-    const Solution small = Solve(pr, r / 2);
-    ext = ScaleReference(small, grid, r + 1, pr.desired.size());
+    ext = ScaleReference(Solve(pr, r / 2, density, 0.02), grid, r + 1, pr.desired.size());
   } else {
     for (int k = 0; k <= r; ++k)
       ext[k] = static_cast<int>(static_cast<long long>(k) * (ngrid - 1) / r);
@@ -228,7 +259,7 @@ Solution Solve(const Problem& pr, int nfcns) {
   std::vector<double> a(ngrid), err(ngrid);
   std::vector<int> cand;
   double delta = 0.0;
-  bool converged = false;
+  bool converged = false, local = false;
   for (int iter = 0; iter < pr.maxIterations && !converged; ++iter) {
     poly.x.resize(r + 1);
     poly.y.resize(r + 1);
@@ -247,6 +278,48 @@ Solution Solve(const Problem& pr, int nfcns) {
       const GridPoint& g = grid[ext[k]];
       poly.y[k] = g.des - (k % 2 ? -delta : delta) / g.wt;
     }
+    // Near the optimum each extremum moves by a grid point or two: search only from the
+    // current extremal points uphill, and let a full scan confirm the result.
+    if (local) {
+      cand.clear();
+      auto errAt = [&](int i) { return grid[i].wt * (grid[i].des - poly(gx[i])); };
+      for (int k = 0; k <= r && local; ++k) {
+        const double s = (k % 2 ? -delta : delta) >= 0.0 ? 1.0 : -1.0;
+        int cur = ext[k];
+        double best = s * (k % 2 ? -delta : delta);
+        err[cur] = k % 2 ? -delta : delta;
+        for (int dir : {-1, 1}) {
+          int i = cur;
+          for (int step = 0; step < density; ++step) {
+            const int j = i + dir;
+            if (j < 0 || j >= ngrid || grid[j].band != grid[cur].band) break;
+            if (!cand.empty() && j <= cand.back()) break;
+            const double e = errAt(j);
+            if (!(s * e > best)) break;
+            best = s * e;
+            err[j] = e;
+            i = j;
+          }
+          if (i != cur) {
+            cur = i;
+            break;
+          }
+        }
+        cand.push_back(cur);
+      }
+      double emax = 0.0;
+      for (int c : cand) emax = std::max(emax, std::abs(err[c]));
+      bool ordered = true;
+      for (int k = 1; k <= r; ++k) ordered = ordered && cand[k] > cand[k - 1];
+      if (ordered) {
+        const bool same = std::equal(cand.begin(), cand.end(), ext.begin());
+        std::copy(cand.begin(), cand.end(), ext.begin());
+        if (same || emax - std::abs(delta) <= gapTol * emax) local = false;  // confirm by a scan
+        continue;
+      }
+      local = false;  // fall through to a full scan of this iteration
+    }
+
     poly.Evaluate(gx.data(), a.data(), gx.size());
     for (int i = 0; i < ngrid; ++i) err[i] = grid[i].wt * (grid[i].des - a[i]);
     for (int k = 0; k <= r; ++k) err[ext[k]] = k % 2 ? -delta : delta;
@@ -295,7 +368,10 @@ Solution Solve(const Problem& pr, int nfcns) {
     double emax = 0.0;
     for (int c : cand) emax = std::max(emax, std::abs(err[c]));
     converged = std::equal(cand.begin(), cand.end(), ext.begin()) ||
-                emax - std::abs(delta) <= 1e-13 * emax;
+                emax - std::abs(delta) <= gapTol * emax;
+    int moved = 0;
+    for (int k = 0; k <= r; ++k) moved = std::max(moved, std::abs(cand[k] - ext[k]));
+    local = !converged && moved <= density / 2;
     std::copy(cand.begin(), cand.end(), ext.begin());
   }
   if (!converged)
@@ -359,7 +435,7 @@ std::vector<double> remez(int NumTaps, std::span<const double> Bands,
     return odd ? std::sin(2.0 * kPi * f) : std::sin(kPi * f);
   };
   Problem problem{Type, neg, odd, edge, Desired, Weight, GridDensity, MaxIterations, q};
-  const Solution sol = Solve(problem, nfcns);
+  const Solution sol = Solve(problem, nfcns, GridDensity);
   const Barycentric& poly = sol.poly;
 
   // Impulse response from N samples of the full response by an inverse DFT.
