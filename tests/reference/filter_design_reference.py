@@ -53,6 +53,10 @@ REMEZ = [
     ("diff_even", 30, [0, 0.45], [1], [1], "differentiator", 1.0),
     ("hilbert", 31, [0.05, 0.45], [1], [1], "hilbert", 1.0),
     ("hilbert_even", 32, [0.05, 0.5], [1], [1], "hilbert", 1.0),
+    # Bands that stop short of 0 or fs/2 (the optimum is extrapolated there).
+    ("diff_short", 57, [0, 0.37], [1], [1], "differentiator", 1.0),
+    ("hilbert_short", 75, [0.09, 0.41], [1], [1], "hilbert", 1.0),
+    ("bp_gaps", 68, [0, 0.0167, 0.21, 0.27, 0.42, 0.5], [0, 1, 0], [1, 1, 1], "bandpass", 1.0),
 ]
 for name, n, bands, des, wt, typ, fs in REMEZ:
     out.append(array(f"remez_{name}", sg.remez(n, bands, des, weight=wt, type=typ, fs=fs)))

@@ -37,10 +37,9 @@ namespace sigflow {
 //   MaxIterations exchange iterations before giving up (>= 1).
 // Throws EFilterDesignError for invalid arguments, and ERemezConvergenceError when the
 // exchange does not reach the optimum within MaxIterations, breaks down numerically, or when
-// the taps do not reproduce the optimum at its extremal frequencies (within 5% of the
-// ripple) - which happens when a free region (a gap, or the range beyond the last band)
-// lets the optimal response grow by many orders of magnitude, as for integrators and double
-// differentiators whose last band ends well below Fs/2.
+// the taps do not reproduce the optimum at its extremal frequencies (within 5% of the ripple
+// plus 1e-8 of the largest target) - which happens when a wide free gap between bands lets
+// the optimal response grow by many orders of magnitude. Desired values all 0 give 0 taps.
 std::vector<double> remez(int NumTaps, std::span<const double> Bands,
                           std::span<const double> Desired, std::span<const double> Weight,
                           TRemezType Type = rmtMultiband, double Fs = 1.0,
