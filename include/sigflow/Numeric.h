@@ -1,6 +1,6 @@
 #pragma once
 // Umbrella of the numeric layer: vectors and matrices, FFT, windows, estimators, chirp-z,
-// filter kernels, tone generators, measurements, PCM conversion and sample precisions.
+// filter design and kernels, tone generators, measurements, PCM conversion and precisions.
 #include "sigflow/numeric/AutoRegressive.h"
 #include "sigflow/numeric/Cepstrum.h"
 #include "sigflow/numeric/Correlation.h"
@@ -9,7 +9,10 @@
 #include "sigflow/numeric/Envelope.h"
 #include "sigflow/numeric/Estimators.h"
 #include "sigflow/numeric/Fft.h"
+#include "sigflow/numeric/FilterDesign.h"
+#include "sigflow/numeric/FirDesign.h"
 #include "sigflow/numeric/FirState.h"
+#include "sigflow/numeric/IirDesign.h"
 #include "sigflow/numeric/IirState.h"
 #include "sigflow/numeric/Math.h"
 #include "sigflow/numeric/MedianState.h"
@@ -18,11 +21,13 @@
 #include "sigflow/numeric/Phase.h"
 #include "sigflow/numeric/Precision.h"
 #include "sigflow/numeric/Random.h"
+#include "sigflow/numeric/RemezDesign.h"
 #include "sigflow/numeric/Tone.h"
 #include "sigflow/numeric/ToneMeasurements.h"
 #include "sigflow/numeric/TwoSided.h"
 #include "sigflow/numeric/Varn.h"
 #include "sigflow/numeric/Vec.h"
 #include "sigflow/numeric/Waveforms.h"
+#include "sigflow/numeric/WaveletFilters.h"
 #include "sigflow/numeric/WaveletState.h"
 #include "sigflow/numeric/Windows.h"
