@@ -34,17 +34,21 @@ public:
 
 class TJsonWriter : public TFiler {
 public:
+  explicit TJsonWriter(bool Always) : always_(Always) {}
   Json Binary = Json::object(), Text = Json::object();
   void DefineBinaryProperty(const std::string& Name, TStreamProc, TStreamProc WriteData, bool HasData) override {
-    if (!HasData || !WriteData) return;
+    if (!(HasData || always_) || !WriteData) return;
     TMemoryStream stream;
     WriteData(stream);
     Binary[Name] = Base64Encode(stream.Bytes());
   }
   void DefineTextProperty(const std::string& Name, std::function<void(const std::string&)>,
                           std::function<std::string()> WriteData, bool HasData) override {
-    if (HasData && WriteData) Text[Name] = WriteData();
+    if ((HasData || always_) && WriteData) Text[Name] = WriteData();
   }
+
+private:
+  bool always_;
 };
 
 class TPlanReader : public TFiler {
@@ -182,7 +186,7 @@ Json WriteObject(TPersistent& Object, const TWriteScope& Scope, const std::strin
       inner.OnlyStored = Scope.OnlyStored;
       inner.References = Scope.References;
       Json subNode = WriteObject(*sub, inner, path);
-      if (!subNode.empty()) props[p->Name] = std::move(subNode);
+      if (!subNode.empty() || !Scope.OnlyStored) props[p->Name] = std::move(subNode);
       continue;
     }
     if (!p->Writable()) continue;
@@ -192,7 +196,7 @@ Json WriteObject(TPersistent& Object, const TWriteScope& Scope, const std::strin
   }
   if (!props.empty()) node["properties"] = std::move(props);
   if (Scope.OwnDefined) {
-    TJsonWriter writer;
+    TJsonWriter writer(!Scope.OnlyStored);
     Object.DefineProperties(writer);
     if (!writer.Binary.empty()) node["binary"] = std::move(writer.Binary);
     if (!writer.Text.empty()) node["text"] = std::move(writer.Text);
@@ -205,7 +209,7 @@ Json WriteObject(TPersistent& Object, const TWriteScope& Scope, const std::strin
       inner.References = Scope.References;
       items.push_back(WriteObject(*collection->Items(i), inner, Path + "[" + std::to_string(i) + "]"));
     }
-    if (!items.empty()) node["items"] = std::move(items);
+    if (!items.empty() || !Scope.OnlyStored) node["items"] = std::move(items);
   }
   return node;
 }

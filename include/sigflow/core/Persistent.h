@@ -17,7 +17,8 @@ class TFiler {
 public:
   using TStreamProc = std::function<void(TStream& Stream)>;
   virtual ~TFiler() = default;
-  // HasData false: the writer skips the property (the reader never sees it).
+  // HasData false: the tree writer skips the property (the reader never sees it). Settings
+  // streams write every property, so WriteData must cope with an empty state.
   virtual void DefineBinaryProperty(const std::string& Name, TStreamProc ReadData, TStreamProc WriteData,
                                     bool HasData) = 0;
   virtual void DefineTextProperty(const std::string& Name, std::function<void(const std::string&)> ReadData,

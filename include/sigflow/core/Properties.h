@@ -14,6 +14,7 @@
 // Assign, settings streams, templates, the JSON tree format and editors all work from it.
 // Events are not properties: they are never persisted.
 #include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <limits>
@@ -133,8 +134,9 @@ V FromValue(const TPropValue& p) {
 }  // namespace detail
 
 // bool, integral, floating-point and std::string properties. Set may be nullptr (read-only).
-template <class C, class R, class A, class D = std::decay_t<R>>
-TPropInfo Property(std::string Name, R (C::*Get)() const, void (C::*Set)(A), std::optional<D> Default = std::nullopt) {
+template <class C, class R, class A>
+TPropInfo Property(std::string Name, R (C::*Get)() const, void (C::*Set)(A),
+                   std::type_identity_t<std::optional<std::decay_t<R>>> Default = std::nullopt) {
   using V = std::decay_t<R>;
   TPropInfo p;
   p.Name = std::move(Name);
@@ -147,14 +149,21 @@ TPropInfo Property(std::string Name, R (C::*Get)() const, void (C::*Set)(A), std
   }
   p.Get = [Get](const TPersistent& o) { return detail::ToValue<V>((static_cast<const C&>(o).*Get)()); };
   if (Set) p.Set = [Set](TPersistent& o, const TPropValue& v) { (static_cast<C&>(o).*Set)(detail::FromValue<V>(v)); };
-  if (Default) p.Default = detail::ToValue<V>(static_cast<V>(*Default));
+  if (Default) p.Default = detail::ToValue<V>(*Default);
   return p;
+}
+
+// A read-only property: shown and copied nowhere, listed for editors and scripts.
+template <class C, class R>
+TPropInfo Property(std::string Name, R (C::*Get)() const, std::nullptr_t) {
+  using V = std::decay_t<R>;
+  return Property<C, R, V>(std::move(Name), Get, static_cast<void (C::*)(V)>(nullptr), std::nullopt);
 }
 
 template <class C, class E>
   requires std::is_enum_v<E>
 TPropInfo EnumProperty(std::string Name, E (C::*Get)() const, void (C::*Set)(E), const TEnumInfo& Info,
-                       std::optional<E> Default = std::nullopt) {
+                       std::type_identity_t<std::optional<E>> Default = std::nullopt) {
   TPropInfo p;
   p.Name = std::move(Name);
   p.Kind = pkEnum;
@@ -170,7 +179,7 @@ TPropInfo EnumProperty(std::string Name, E (C::*Get)() const, void (C::*Set)(E),
 
 template <class C, class E>
 TPropInfo SetProperty(std::string Name, TSet<E> (C::*Get)() const, void (C::*Set)(TSet<E>), const TEnumInfo& Info,
-                      std::optional<TSet<E>> Default = std::nullopt) {
+                      std::type_identity_t<std::optional<TSet<E>>> Default = std::nullopt) {
   TPropInfo p;
   p.Name = std::move(Name);
   p.Kind = pkSet;
