@@ -73,7 +73,10 @@ public:
   const TPropertyTable& Properties() const override { return ClassProperties(); }
 
   double Amplitude() const { return amplitude_; }
-  void SetAmplitude(double v) { amplitude_ = v; }
+  void SetAmplitude(double v) {
+    if (ComponentState().Contains(csLoading)) LoadingSeenInSetter = true;
+    amplitude_ = v;
+  }
   int Order() const { return order_; }
   void SetOrder(int v) { order_ = v; }
   const std::string& Title() const { return title_; }
