@@ -350,6 +350,11 @@ Json ParseJson(const std::string& Text) {
       }
     }
     throw EReadError("Invalid JSON at line " + std::to_string(line) + ", column " + std::to_string(column));
+  } catch (const Json::out_of_range&) {
+    // A number beyond the range of double ("1e999").
+    throw EReadError("Invalid JSON: number out of range");
+  } catch (const Json::exception&) {
+    throw EReadError("Invalid JSON");
   }
 }
 

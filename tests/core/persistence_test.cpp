@@ -199,6 +199,8 @@ TEST(ComponentTree, BadDocumentsLeaveTheTreeAsItWas) {
   ExpectReadError(tree.Root, doc.substr(0, 40), "Invalid JSON at line 4, column 1");
   ExpectReadError(tree.Root, "{\"class\": \"TBox\",, }", "Invalid JSON at line 1, column 18");
   ExpectReadError(tree.Root, "[]", "Form1: expected an object");
+  ExpectReadError(tree.Root, Replace(withNew, "\"Seed\": 42", "\"Seed\": 42, \"Amplitude\": 1e999"),
+                  "Invalid JSON: number out of range");
   ExpectReadError(tree.Root, Replace(doc, "\"class\": \"TBox\"", "\"class\": \"TGen\""),
                   "Form1: class \"TGen\" does not match TBox");
   ExpectReadError(tree.Root, Replace(withNew, "\"Input\": \"Gen1\"", "\"Input\": \"Nope\""),
