@@ -13,7 +13,9 @@ using detail::Json;
 
 constexpr int kMaxDepth = 256;
 
-[[noreturn]] void Fail(const std::string& Path, const std::string& What) { throw EReadError(Path + ": " + What); }
+[[noreturn]] void Fail(const std::string& Path, const std::string& What, const Json& Where) {
+  throw detail::EJsonReadError(Path + ": " + What, &Where);
+}
 
 std::string RootPath(const TComponent& Root) { return Root.Name().empty() ? Root.ClassName() : Root.Name(); }
 
@@ -59,6 +61,10 @@ public:
       rootName = CheckRoot(document);
       plan = Prepare(document, root_, RootPath(root_), 0);
       CheckReferences(plan);
+    } catch (const detail::EJsonReadError& e) {
+      Rollback();
+      const int line = detail::LineOf(document, Text, e.Node);
+      throw EReadError(line > 0 ? e.Message() + " (line " + std::to_string(line) + ")" : e.Message());
     } catch (...) {
       Rollback();
       throw;
@@ -69,35 +75,35 @@ public:
 private:
   std::string CheckRoot(const Json& Node) {
     const std::string path = RootPath(root_);
-    if (!Node.is_object()) Fail(path, "expected an object");
+    if (!Node.is_object()) Fail(path, "expected an object", Node);
     const std::string cls = ClassOf(Node, path);
-    if (cls != root_.ClassName()) Fail(path, "class \"" + cls + "\" does not match " + root_.ClassName());
+    if (cls != root_.ClassName()) Fail(path, "class \"" + cls + "\" does not match " + root_.ClassName(), Node.at("class"));
     const std::string name = NameOf(Node, path);
     if (name != root_.Name() && root_.Owner()) {
       TComponent* other = root_.Owner()->FindComponent(name);
-      if (other && other != &root_) Fail(path, "A component named " + name + " already exists");
+      if (other && other != &root_) Fail(path, "A component named " + name + " already exists", Node.at("name"));
     }
     return name;
   }
 
   static std::string ClassOf(const Json& Node, const std::string& Path) {
     auto it = Node.find("class");
-    if (it == Node.end()) Fail(Path, "missing \"class\"");
-    if (!it->is_string()) Fail(Path, "\"class\" is not a string");
+    if (it == Node.end()) Fail(Path, "missing \"class\"", Node);
+    if (!it->is_string()) Fail(Path, "\"class\" is not a string", *it);
     return it->get<std::string>();
   }
 
   static std::string NameOf(const Json& Node, const std::string& Path) {
     auto it = Node.find("name");
     if (it == Node.end()) return {};
-    if (!it->is_string()) Fail(Path, "\"name\" is not a string");
+    if (!it->is_string()) Fail(Path, "\"name\" is not a string", *it);
     std::string name = it->get<std::string>();
-    if (name.empty() || !IsValidIdent(name)) Fail(Path, "'" + name + "' is not a valid component name");
+    if (name.empty() || !IsValidIdent(name)) Fail(Path, "'" + name + "' is not a valid component name", *it);
     return name;
   }
 
   TNodePlan Prepare(const Json& Node, TComponent& C, const std::string& Path, int Depth) {
-    if (Depth > kMaxDepth) Fail(Path, "components nested too deeply");
+    if (Depth > kMaxDepth) Fail(Path, "components nested too deeply", Node);
     detail::TReadScope scope;
     scope.ExtraKeys = {"class", "name", "children"};
     TNodePlan node;
@@ -106,30 +112,30 @@ private:
     node.Plan = detail::PlanObject(Node, C.Properties(), &C, scope, Path);
     auto it = Node.find("children");
     if (it == Node.end()) return node;
-    if (!it->is_array()) Fail(Path + ".children", "expected a list");
+    if (!it->is_array()) Fail(Path + ".children", "expected a list", *it);
     std::vector<std::string> seen;
     int index = 0;
     for (const Json& childNode : *it) {
       std::string path = Path + ".children[" + std::to_string(index++) + "]";
-      if (!childNode.is_object()) Fail(path, "expected an object");
+      if (!childNode.is_object()) Fail(path, "expected an object", childNode);
       const std::string name = NameOf(childNode, path);
       if (!name.empty()) path = Path + "." + name;
       const std::string cls = ClassOf(childNode, path);
       if (!name.empty()) {
         if (std::any_of(seen.begin(), seen.end(), [&](const std::string& s) { return SameText(s, name); }))
-          Fail(Path, "A component named " + name + " already exists");
+          Fail(Path, "A component named " + name + " already exists", childNode.at("name"));
         seen.push_back(name);
       }
       TComponent* child = name.empty() ? nullptr : C.FindComponent(name);
       if (child) {
-        if (child->ClassName() != cls) Fail(path, "class \"" + cls + "\" does not match the existing " + child->ClassName());
+        if (child->ClassName() != cls) Fail(path, "class \"" + cls + "\" does not match the existing " + child->ClassName(), childNode.at("class"));
       } else {
         const TComponentClass* info = FindComponentClass(cls);
-        if (!info) Fail(path, "unknown class \"" + cls + "\"");
+        if (!info) Fail(path, "unknown class \"" + cls + "\"", childNode.at("class"));
         try {
           child = info->Create(&C);
         } catch (const Exception& e) {
-          Fail(path, e.Message());
+          Fail(path, e.Message(), childNode);
         }
         created_.push_back(child);
         child->SetName(name);
@@ -145,8 +151,8 @@ private:
     for (const auto* r : refs) {
       if (r->Name.empty()) continue;
       TComponent* target = FindByName(root_, r->Name);
-      if (!target) Fail(r->Path, "unknown component \"" + r->Name + "\"");
-      if (!r->Prop->Accepts(target)) Fail(r->Path, "\"" + r->Name + "\" is not a " + r->Prop->RefType);
+      if (!target) Fail(r->Path, "unknown component \"" + r->Name + "\"", *r->Node);
+      if (!r->Prop->Accepts(target)) Fail(r->Path, "\"" + r->Name + "\" is not a " + r->Prop->RefType, *r->Node);
     }
     for (const auto& child : Node.Children) CheckReferences(child);
   }
@@ -174,7 +180,7 @@ private:
         } catch (const EReadError&) {
           throw;
         } catch (const Exception& e) {
-          Fail(n.Path, e.Message());
+          throw EReadError(n.Path + ": " + e.Message());
         }
       });
       for (const auto& f : fixups)

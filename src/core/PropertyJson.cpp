@@ -11,6 +11,9 @@ namespace sigflow::detail {
 
 namespace {
 
+[[noreturn]] void ReadFail(const std::string& Path, const std::string& What, const Json& Where) {
+  throw EJsonReadError(Path + ": " + What, &Where);
+}
 [[noreturn]] void ReadFail(const std::string& Path, const std::string& What) { throw EReadError(Path + ": " + What); }
 
 std::string Quoted(const std::string& S) { return "\"" + S + "\""; }
@@ -122,14 +125,14 @@ Json WriteValue(const TPropInfo& P, const TPropValue& V, const std::string& Path
 TPropValue ReadValue(const Json& J, const TPropInfo& P, const std::string& Path) {
   switch (P.Kind) {
     case pkBool:
-      if (!J.is_boolean()) ReadFail(Path, "expected true or false");
+      if (!J.is_boolean()) ReadFail(Path, "expected true or false", J);
       return J.get<bool>();
     case pkInteger: {
-      if (!J.is_number_integer()) ReadFail(Path, "expected an integer");
+      if (!J.is_number_integer()) ReadFail(Path, "expected an integer", J);
       if (J.is_number_unsigned() && J.get<std::uint64_t>() > static_cast<std::uint64_t>(P.MaxValue))
-        ReadFail(Path, std::to_string(J.get<std::uint64_t>()) + " is out of range");
+        ReadFail(Path, std::to_string(J.get<std::uint64_t>()) + " is out of range", J);
       const auto v = J.get<std::int64_t>();
-      if (v < P.MinValue || v > P.MaxValue) ReadFail(Path, std::to_string(v) + " is out of range");
+      if (v < P.MinValue || v > P.MaxValue) ReadFail(Path, std::to_string(v) + " is out of range", J);
       return v;
     }
     case pkDouble:
@@ -140,25 +143,25 @@ TPropValue ReadValue(const Json& J, const TPropInfo& P, const std::string& Path)
         if (s == "Infinity") return std::numeric_limits<double>::infinity();
         if (s == "-Infinity") return -std::numeric_limits<double>::infinity();
       }
-      ReadFail(Path, "expected a number");
+      ReadFail(Path, "expected a number", J);
     case pkString:
-      if (!J.is_string()) ReadFail(Path, "expected a string");
+      if (!J.is_string()) ReadFail(Path, "expected a string", J);
       return J.get<std::string>();
     case pkEnum: {
-      if (!J.is_string()) ReadFail(Path, "expected a value name of " + P.Enum->TypeName());
+      if (!J.is_string()) ReadFail(Path, "expected a value name of " + P.Enum->TypeName(), J);
       const auto& s = J.get_ref<const std::string&>();
       const int v = P.Enum->ValueOf(s);
-      if (v < 0) ReadFail(Path, Quoted(s) + " is not a value of " + P.Enum->TypeName());
+      if (v < 0) ReadFail(Path, Quoted(s) + " is not a value of " + P.Enum->TypeName(), J);
       return static_cast<std::int64_t>(v);
     }
     case pkSet: {
-      if (!J.is_array()) ReadFail(Path, "expected a list of value names of " + P.Enum->TypeName());
+      if (!J.is_array()) ReadFail(Path, "expected a list of value names of " + P.Enum->TypeName(), J);
       std::uint64_t bits = 0;
       for (const Json& e : J) {
-        if (!e.is_string()) ReadFail(Path, "expected a list of value names of " + P.Enum->TypeName());
+        if (!e.is_string()) ReadFail(Path, "expected a list of value names of " + P.Enum->TypeName(), J);
         const auto& s = e.get_ref<const std::string&>();
         const int v = P.Enum->ValueOf(s);
-        if (v < 0 || v >= 64) ReadFail(Path, Quoted(s) + " is not a value of " + P.Enum->TypeName());
+        if (v < 0 || v >= 64) ReadFail(Path, Quoted(s) + " is not a value of " + P.Enum->TypeName(), J);
         bits |= std::uint64_t{1} << v;
       }
       return static_cast<std::int64_t>(bits);
@@ -166,7 +169,7 @@ TPropValue ReadValue(const Json& J, const TPropInfo& P, const std::string& Path)
     case pkComponent:
     case pkObject: break;
   }
-  ReadFail(Path, "cannot be read");
+  ReadFail(Path, "cannot be read", J);
 }
 
 }  // namespace
@@ -218,7 +221,7 @@ Json WriteObject(TPersistent& Object, const TWriteScope& Scope, const std::strin
 
 TObjectPlan PlanObject(const Json& Node, const TPropertyTable& Table, TPersistent* Object, const TReadScope& Scope,
                        const std::string& Path) {
-  if (!Node.is_object()) ReadFail(Path, "expected an object");
+  if (!Node.is_object()) ReadFail(Path, "expected an object", Node);
   TObjectPlan plan;
   plan.Path = Path;
   auto* collection = dynamic_cast<TCollection*>(Object);
@@ -226,31 +229,31 @@ TObjectPlan PlanObject(const Json& Node, const TPropertyTable& Table, TPersisten
     if (key == "properties" || key == "binary" || key == "text") continue;
     if (key == "items" && (collection || !Object)) continue;
     if (Scope.ExtraKeys.count(key)) continue;
-    ReadFail(Path, "unknown key " + Quoted(key));
+    ReadFail(Path, "unknown key " + Quoted(key), value);
   }
 
   if (auto it = Node.find("properties"); it != Node.end()) {
-    if (!it->is_object()) ReadFail(Path + ".properties", "expected an object");
+    if (!it->is_object()) ReadFail(Path + ".properties", "expected an object", *it);
     for (const auto& [name, value] : it->items()) {
       const std::string path = Path + "." + name;
       const TPropInfo* p = Table.Find(name);
-      if (!p || !InScope(p, Scope.Only)) ReadFail(path, "unknown property");
+      if (!p || !InScope(p, Scope.Only)) ReadFail(path, "unknown property", value);
       if (p->Kind == pkObject) {
-        if (!Object) ReadFail(path, "objects inside collection items cannot be read");
+        if (!Object) ReadFail(path, "objects inside collection items cannot be read", value);
         TPersistent* sub = p->Object(*Object);
-        if (!sub) ReadFail(path, "the object does not exist");
+        if (!sub) ReadFail(path, "the object does not exist", value);
         TReadScope inner;
         inner.References = Scope.References;
         plan.Subs.push_back({p, std::make_unique<TObjectPlan>(PlanObject(value, sub->Properties(), sub, inner, path))});
         continue;
       }
-      if (!p->Writable()) ReadFail(path, "property is read-only");
+      if (!p->Writable()) ReadFail(path, "property is read-only", value);
       if (p->Kind == pkComponent) {
-        if (!Scope.References) ReadFail(path, "component references are not part of settings");
-        if (value.is_null()) plan.Refs.push_back({p, "", path});
+        if (!Scope.References) ReadFail(path, "component references are not part of settings", value);
+        if (value.is_null()) plan.Refs.push_back({p, "", path, &value});
         else if (value.is_string() && !value.get_ref<const std::string&>().empty())
-          plan.Refs.push_back({p, value.get<std::string>(), path});
-        else ReadFail(path, "expected a component name or null");
+          plan.Refs.push_back({p, value.get<std::string>(), path, &value});
+        else ReadFail(path, "expected a component name or null", value);
         continue;
       }
       plan.Values.push_back({p, ReadValue(value, *p, path)});
@@ -263,15 +266,15 @@ TObjectPlan PlanObject(const Json& Node, const TPropertyTable& Table, TPersisten
   auto readDefined = [&](const char* section, const std::vector<std::string>& known, bool binary) {
     auto it = Node.find(section);
     if (it == Node.end()) return;
-    if (!it->is_object()) ReadFail(Path + "." + section, "expected an object");
+    if (!it->is_object()) ReadFail(Path + "." + section, "expected an object", *it);
     for (const auto& [name, value] : it->items()) {
       const std::string path = Path + "." + name;
-      if (!definedAllowed) ReadFail(path, "unknown data");
-      if (Object && std::find(known.begin(), known.end(), name) == known.end()) ReadFail(path, "unknown data");
-      if (!value.is_string()) ReadFail(path, binary ? "expected base64 text" : "expected a string");
+      if (!definedAllowed) ReadFail(path, "unknown data", value);
+      if (Object && std::find(known.begin(), known.end(), name) == known.end()) ReadFail(path, "unknown data", value);
+      if (!value.is_string()) ReadFail(path, binary ? "expected base64 text" : "expected a string", value);
       if (binary) {
         std::vector<std::uint8_t> bytes;
-        if (!Base64Decode(value.get_ref<const std::string&>(), bytes)) ReadFail(path, "invalid base64 data");
+        if (!Base64Decode(value.get_ref<const std::string&>(), bytes)) ReadFail(path, "invalid base64 data", value);
         plan.Binary.emplace_back(name, std::move(bytes));
       } else {
         plan.Text.emplace_back(name, value.get<std::string>());
@@ -282,8 +285,8 @@ TObjectPlan PlanObject(const Json& Node, const TPropertyTable& Table, TPersisten
   readDefined("text", names.Text, false);
 
   if (auto it = Node.find("items"); it != Node.end()) {
-    if (!collection) ReadFail(Path, "unknown key \"items\"");
-    if (!it->is_array()) ReadFail(Path + ".items", "expected a list");
+    if (!collection) ReadFail(Path, "unknown key \"items\"", *it);
+    if (!it->is_array()) ReadFail(Path + ".items", "expected a list", *it);
     plan.HasItems = true;
     const TCollectionItemClass& itemClass = collection->ItemClass();
     int i = 0;
@@ -364,6 +367,154 @@ std::string DumpJson(const Json& Document) {
   } catch (const Json::type_error&) {
     throw EWriteError("Cannot write JSON: a string is not valid UTF-8");
   }
+}
+
+namespace {
+
+// The member names and indices leading from Root to Target, without recursion (documents may
+// nest deeply). False when Target is not inside Root.
+bool PointerOf(const Json& Root, const Json* Target, std::vector<std::string>& Tokens) {
+  struct TEntry {
+    const Json* Node;
+    int Parent;
+    std::string Token;
+  };
+  std::vector<TEntry> entries{{&Root, -1, {}}};
+  std::vector<int> todo{0};
+  while (!todo.empty()) {
+    const int at = todo.back();
+    todo.pop_back();
+    const Json* node = entries[static_cast<std::size_t>(at)].Node;
+    if (node == Target) {
+      for (int i = at; i > 0; i = entries[static_cast<std::size_t>(i)].Parent)
+        Tokens.insert(Tokens.begin(), entries[static_cast<std::size_t>(i)].Token);
+      return true;
+    }
+    if (node->is_object()) {
+      for (const auto& [key, value] : node->items()) {
+        entries.push_back({&value, at, key});
+        todo.push_back(static_cast<int>(entries.size()) - 1);
+      }
+    } else if (node->is_array()) {
+      for (std::size_t i = 0; i < node->size(); ++i) {
+        entries.push_back({&(*node)[i], at, std::to_string(i)});
+        todo.push_back(static_cast<int>(entries.size()) - 1);
+      }
+    }
+  }
+  return false;
+}
+
+// Walks text that is known to be valid JSON, counting lines.
+class TLineScanner {
+public:
+  explicit TLineScanner(const std::string& Text) : t_(Text) {
+    if (t_.compare(0, 3, "\xEF\xBB\xBF") == 0) p_ = 3;
+  }
+
+  int Find(const std::vector<std::string>& Tokens) {
+    SkipSpace();
+    for (std::size_t depth = 0; depth < Tokens.size(); ++depth) {
+      if (p_ >= t_.size()) return 0;
+      if (t_[p_] == '{') {
+        ++p_;
+        while (true) {
+          SkipSpace();
+          if (p_ >= t_.size() || t_[p_] != '"') return 0;
+          const int keyLine = line_;
+          const std::string key = ReadString();
+          SkipSpace();
+          ++p_;  // ':'
+          SkipSpace();
+          if (key == Tokens[depth]) {
+            if (depth + 1 == Tokens.size()) return keyLine;
+            break;
+          }
+          SkipValue();
+          SkipSpace();
+          if (p_ >= t_.size() || t_[p_] != ',') return 0;
+          ++p_;
+        }
+      } else if (t_[p_] == '[') {
+        ++p_;
+        // With duplicate keys the text may hold another container here than the document.
+        const std::string& token = Tokens[depth];
+        if (token.empty() || token.size() > 9 || token.find_first_not_of("0123456789") != std::string::npos) return 0;
+        const std::size_t want = std::stoul(token);
+        for (std::size_t i = 0;; ++i) {
+          SkipSpace();
+          if (i == want) break;
+          SkipValue();
+          SkipSpace();
+          if (p_ >= t_.size() || t_[p_] != ',') return 0;
+          ++p_;
+        }
+        if (depth + 1 == Tokens.size()) return line_;
+      } else {
+        return 0;
+      }
+    }
+    return line_;
+  }
+
+private:
+  void SkipSpace() {
+    while (p_ < t_.size() && (t_[p_] == ' ' || t_[p_] == '\t' || t_[p_] == '\n' || t_[p_] == '\r')) {
+      if (t_[p_] == '\n') ++line_;
+      ++p_;
+    }
+  }
+  std::string ReadString() {
+    std::string s;
+    ++p_;
+    while (p_ < t_.size() && t_[p_] != '"') {
+      if (t_[p_] == '\\' && p_ + 1 < t_.size()) {
+        const char c = t_[++p_];
+        s += c == 'n' ? '\n' : c == 't' ? '\t' : c == 'r' ? '\r' : c == 'b' ? '\b' : c == 'f' ? '\f' : c;
+        if (c == 'u') s += t_.substr(p_ + 1, 4), p_ += 4;  // names with \u escapes will not match
+      } else {
+        s += t_[p_];
+      }
+      ++p_;
+    }
+    ++p_;
+    return s;
+  }
+  void SkipValue() {
+    if (p_ >= t_.size()) return;
+    if (t_[p_] == '"') {
+      ReadString();
+      return;
+    }
+    if (t_[p_] == '{' || t_[p_] == '[') {
+      int depth = 0;
+      while (p_ < t_.size()) {
+        const char c = t_[p_];
+        if (c == '"') {
+          ReadString();
+          continue;
+        }
+        if (c == '\n') ++line_;
+        ++p_;
+        if (c == '{' || c == '[') ++depth;
+        else if ((c == '}' || c == ']') && --depth == 0) return;
+      }
+      return;
+    }
+    while (p_ < t_.size() && std::string_view(",}] \t\r\n").find(t_[p_]) == std::string_view::npos) ++p_;
+  }
+
+  const std::string& t_;
+  std::size_t p_ = 0;
+  int line_ = 1;
+};
+
+}  // namespace
+
+int LineOf(const Json& Document, const std::string& Text, const Json* Node) {
+  std::vector<std::string> tokens;
+  if (!Node || !PointerOf(Document, Node, tokens)) return 0;
+  return TLineScanner(Text).Find(tokens);
 }
 
 namespace {

@@ -22,6 +22,17 @@ namespace sigflow::detail {
 
 using Json = nlohmann::ordered_json;
 
+// An EReadError about one node of a parsed document, so that the caller can name its line.
+class EJsonReadError : public EReadError {
+public:
+  EJsonReadError(const std::string& Message, const Json* Where) : EReadError(Message), Node(Where) {}
+  const Json* Node;
+};
+
+// The 1-based line of Text where Node (a value inside Document, parsed from Text) starts, or
+// for an object member, where its key stands; 0 when it cannot be found.
+int LineOf(const Json& Document, const std::string& Text, const Json* Node);
+
 struct TWriteScope {
   bool OnlyStored = true;   // skip values equal to their declared default
   bool References = true;   // component references, by Name
@@ -41,6 +52,7 @@ struct TObjectPlan {
     const TPropInfo* Prop;
     std::string Name;  // empty: nil
     std::string Path;
+    const Json* Node;  // the value in the document
   };
   struct TSub {
     const TPropInfo* Prop;

@@ -192,42 +192,43 @@ TEST(ComponentTree, StreamAndFileRoundTrip) {
 TEST(ComponentTree, BadDocumentsLeaveTheTreeAsItWas) {
   TTree tree;
   const std::string doc = SaveComponentTreeToString(tree.Root);
-  // A new component first, so that a rollback has something to undo.
+  // A new component first, so that a rollback has something to undo. Line numbers count
+  // from the document's first line; the inserted component sits on line 5.
   const std::string withNew =
       Replace(doc, "\"children\": [\n", "\"children\": [\n{\"class\": \"TGen\", \"name\": \"Gen9\"},\n");
 
   ExpectReadError(tree.Root, doc.substr(0, 40), "Invalid JSON at line 4, column 1");
   ExpectReadError(tree.Root, "{\"class\": \"TBox\",, }", "Invalid JSON at line 1, column 18");
-  ExpectReadError(tree.Root, "[]", "Form1: expected an object");
+  ExpectReadError(tree.Root, "[]", "Form1: expected an object (line 1)");
   ExpectReadError(tree.Root, Replace(withNew, "\"Seed\": 42", "\"Seed\": 42, \"Amplitude\": 1e999"),
                   "Invalid JSON: number out of range");
   ExpectReadError(tree.Root, Replace(doc, "\"class\": \"TBox\"", "\"class\": \"TGen\""),
-                  "Form1: class \"TGen\" does not match TBox");
+                  "Form1: class \"TGen\" does not match TBox (line 2)");
   ExpectReadError(tree.Root, Replace(withNew, "\"Input\": \"Gen1\"", "\"Input\": \"Nope\""),
-                  "Form1.Gen2.Input: unknown component \"Nope\"");
+                  "Form1.Gen2.Input: unknown component \"Nope\" (line 44)");
   ExpectReadError(tree.Root, Replace(withNew, "\"Input\": \"Gen1\"", "\"Input\": \"Panel\""),
-                  "Form1.Gen2.Input: \"Panel\" is not a TGen");
+                  "Form1.Gen2.Input: \"Panel\" is not a TGen (line 44)");
   ExpectReadError(tree.Root, Replace(withNew, "\"class\": \"TBox\",\n      \"name\": \"Panel\"", "\"class\": \"TNope\",\n      \"name\": \"Panel9\""),
-                  "Form1.Panel9: unknown class \"TNope\"");
+                  "Form1.Panel9: unknown class \"TNope\" (line 49)");
   ExpectReadError(tree.Root, Replace(withNew, "\"class\": \"TBox\",\n      \"name\": \"Panel\"", "\"class\": \"TGen\",\n      \"name\": \"Panel\""),
-                  "Form1.Panel: class \"TGen\" does not match the existing TBox");
-  ExpectReadError(tree.Root, Replace(withNew, "\"Seed\": 42", "\"Seed\": 42, \"Bogus\": 1"), "Form1.Gen1.Bogus: unknown property");
+                  "Form1.Panel: class \"TGen\" does not match the existing TBox (line 49)");
+  ExpectReadError(tree.Root, Replace(withNew, "\"Seed\": 42", "\"Seed\": 42, \"Bogus\": 1"), "Form1.Gen1.Bogus: unknown property (line 12)");
   ExpectReadError(tree.Root, Replace(withNew, "\"shSquare\"", "\"shCircle\""),
-                  "Form1.Gen1.Shape: \"shCircle\" is not a value of TShape");
-  ExpectReadError(tree.Root, Replace(withNew, "\"Seed\": 42", "\"Seed\": 4.2"), "Form1.Gen1.Seed: expected an integer");
+                  "Form1.Gen1.Shape: \"shCircle\" is not a value of TShape (line 13)");
+  ExpectReadError(tree.Root, Replace(withNew, "\"Seed\": 42", "\"Seed\": 4.2"), "Form1.Gen1.Seed: expected an integer (line 12)");
   ExpectReadError(tree.Root, Replace(withNew, "\"SampleData\": \"AAE=\"", "\"SampleData\": \"AAE\""),
-                  "Form1.Panel.Deep.SampleData: invalid base64 data");
+                  "Form1.Panel.Deep.SampleData: invalid base64 data (line 61)");
   ExpectReadError(tree.Root, Replace(withNew, "\"SampleData\": \"AAE=\"", "\"SampleData\": \"AA*=\""),
-                  "Form1.Panel.Deep.SampleData: invalid base64 data");
+                  "Form1.Panel.Deep.SampleData: invalid base64 data (line 61)");
   ExpectReadError(tree.Root, Replace(withNew, "\"SampleData\": \"AAE=\"", "\"Other\": \"AAE=\""),
-                  "Form1.Panel.Deep.Other: unknown data");
+                  "Form1.Panel.Deep.Other: unknown data (line 61)");
   ExpectReadError(tree.Root, Replace(withNew, "\"name\": \"Gen2\"", "\"name\": \"gen1\""),
-                  "Form1: A component named gen1 already exists");
+                  "Form1: A component named gen1 already exists (line 40)");
   ExpectReadError(tree.Root, Replace(withNew, "\"name\": \"Gen2\"", "\"name\": \"2x\""),
-                  "Form1.children[2]: '2x' is not a valid component name");
+                  "Form1.children[2]: '2x' is not a valid component name (line 40)");
   ExpectReadError(tree.Root, Replace(withNew, "\"name\": \"Deep\"", "\"name\": \"Deep\", \"extra\": 0"),
-                  "Form1.Panel.Deep: unknown key \"extra\"");
+                  "Form1.Panel.Deep: unknown key \"extra\" (line 54)");
   ExpectReadError(tree.Root, Replace(withNew, "\"Seed\": 42", "\"Seed\": 42, \"Count\": 3"),
-                  "Form1.Gen1.Count: property is read-only");
-  ExpectReadError(tree.Root, Replace(withNew, "\"Low\": -1e+300", "\"Low\": null"), "Form1.Gen1.Bands[0].Low: expected a number");
+                  "Form1.Gen1.Count: property is read-only (line 12)");
+  ExpectReadError(tree.Root, Replace(withNew, "\"Low\": -1e+300", "\"Low\": null"), "Form1.Gen1.Bands[0].Low: expected a number (line 22)");
 }

@@ -12,8 +12,8 @@
 //
 // Loading checks the whole document first and leaves the tree as it was when anything is
 // wrong, raising EReadError "<place>: <problem>" where the place is the component path
-// ("Form1.Gen1"), extended by the property (".Amplitude"); syntax errors read
-// "Invalid JSON at line L, column C". A child whose Name matches an existing owned component
+// ("Form1.Gen1"), extended by the property (".Amplitude"), followed by " (line N)" for the
+// line of the offending key or value; syntax errors read "Invalid JSON at line L, column C". A child whose Name matches an existing owned component
 // of the same class is read into it; other children are created through the class registry.
 // References are resolved after the whole tree is read, by Name (the first component of that
 // Name in the tree, root first, depth-first). Every component read carries csLoading while
