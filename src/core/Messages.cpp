@@ -116,24 +116,23 @@ void TApplication::Deliver(TQueued& Item) {
 }
 
 int TApplication::ProcessMessages() {
-  std::deque<TQueued> batch;
+  // One at a time from the shared queue, so that a handler that pumps messages itself (a
+  // modal loop) keeps every sender's order. Messages posted meanwhile wait for the next call.
+  std::size_t count;
   {
     std::lock_guard lock(lock_);
-    batch.swap(queue_);
+    count = queue_.size();
   }
   int handled = 0;
-  while (!batch.empty()) {
-    TQueued item = batch.front();
-    batch.pop_front();
-    try {
-      Deliver(item);
-    } catch (...) {
-      // Keep what was not delivered yet ahead of newer messages, then let the error out.
+  for (; static_cast<std::size_t>(handled) < count; ++handled) {
+    TQueued item;
+    {
       std::lock_guard lock(lock_);
-      queue_.insert(queue_.begin(), batch.begin(), batch.end());
-      throw;
+      if (queue_.empty()) break;
+      item = queue_.front();
+      queue_.pop_front();
     }
-    ++handled;
+    Deliver(item);
   }
   return handled;
 }

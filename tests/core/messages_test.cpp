@@ -124,3 +124,17 @@ TEST(Messages, PostHookRunsOnThePostingThread) {
   EXPECT_EQ(Application().PendingMessages(), 1u);
   Application().ProcessMessages();
 }
+
+TEST(Messages, NestedProcessMessagesKeepsTheOrder) {
+  std::vector<std::int64_t> seen;
+  TMessageWindow window([&](TMessage& m) {
+    seen.push_back(m.LParam);
+    if (m.LParam == 0) {
+      PostMessage(window.Handle(), WM_TEST, 0, 4);
+      Application().ProcessMessages();  // a modal loop inside a handler
+    }
+  });
+  for (std::int64_t i = 0; i < 4; ++i) PostMessage(window.Handle(), WM_TEST, 0, i);
+  Application().ProcessMessages();
+  EXPECT_EQ(seen, (std::vector<std::int64_t>{0, 1, 2, 3, 4}));
+}

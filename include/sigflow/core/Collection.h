@@ -71,7 +71,7 @@ public:
   TCollectionItem* Items(int Index) const;
   TCollectionItem* FindItemID(int ID) const;
 
-  TCollectionItem* Add();
+  virtual TCollectionItem* Add();
   TCollectionItem* Insert(int Index);
   void Delete(int Index);
   void Clear();

@@ -86,7 +86,8 @@ public:
 
   std::string ClassName() const override { return "TApplication"; }
 
-  // Dispatches the messages queued at the time of the call; returns how many were handled.
+  // Dispatches as many messages as were queued at the time of the call, oldest first; returns
+  // how many were handled. A handler may call it again (a modal loop).
   int ProcessMessages();
   // Waits for one message and dispatches it; returns at once after Terminate.
   void HandleMessage();
