@@ -60,7 +60,7 @@ public:
     try {
       rootName = CheckRoot(document);
       plan = Prepare(document, root_, RootPath(root_), 0);
-      CheckReferences(plan);
+      CheckReferences(plan, rootName);
     } catch (const detail::EJsonReadError& e) {
       Rollback();
       const int line = detail::LineOf(document, Text, e.Node);
@@ -145,16 +145,17 @@ private:
     return node;
   }
 
-  void CheckReferences(const TNodePlan& Node) {
+  // RootName: the name the root will carry, which references may already use.
+  void CheckReferences(const TNodePlan& Node, const std::string& RootName) {
     std::vector<const detail::TObjectPlan::TRef*> refs;
     detail::CollectRefs(Node.Plan, refs);
     for (const auto* r : refs) {
       if (r->Name.empty()) continue;
-      TComponent* target = FindByName(root_, r->Name);
+      TComponent* target = !RootName.empty() && SameText(r->Name, RootName) ? &root_ : FindByName(root_, r->Name);
       if (!target) Fail(r->Path, "unknown component \"" + r->Name + "\"", *r->Node);
       if (!r->Prop->Accepts(target)) Fail(r->Path, "\"" + r->Name + "\" is not a " + r->Prop->RefType, *r->Node);
     }
-    for (const auto& child : Node.Children) CheckReferences(child);
+    for (const auto& child : Node.Children) CheckReferences(child, RootName);
   }
 
   void Rollback() {

@@ -172,6 +172,24 @@ TEST(ComponentTree, RoundTripWithCrossReferencesAndBinaryData) {
   EXPECT_EQ(deep->Input(), nullptr);
 }
 
+TEST(ComponentTree, ReferenceToTheRootUnderItsNewName) {
+  RegisterTestClasses();
+  TBox root(nullptr);
+  root.SetName("Old");
+  LoadComponentTreeFromString(root, R"({"class": "TBox", "name": "New", "children": [
+      {"class": "TGen", "name": "G", "properties": {"Input": "Inner"}},
+      {"class": "TGen", "name": "Inner"}]})");
+  EXPECT_EQ(root.Name(), "New");
+  auto* g = dynamic_cast<TGen*>(root.FindComponent("G"));
+  ASSERT_NE(g, nullptr);
+  EXPECT_EQ(g->Input(), root.FindComponent("Inner"));
+  // The root is a TBox, not a TGen: refused, and the root keeps its name.
+  ExpectReadError(root, R"({"class": "TBox", "name": "Other", "children": [
+      {"class": "TGen", "name": "G", "properties": {"Input": "Other"}}]})",
+                  "New.G.Input: \"Other\" is not a TGen (line 2)");
+  EXPECT_EQ(root.Name(), "New");
+}
+
 TEST(ComponentTree, StreamAndFileRoundTrip) {
   TTree tree;
   TMemoryStream stream;
