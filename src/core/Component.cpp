@@ -79,6 +79,11 @@ void TComponent::SetDesigning(bool Value) {
   else state_.Exclude(csDesigning);
 }
 
+void TComponent::SetSubComponent(bool Value) {
+  if (Value) state_.Include(csSubComponent);
+  else state_.Exclude(csSubComponent);
+}
+
 void TComponent::SetLoading(bool Value) {
   if (Value) state_.Include(csLoading);
   else state_.Exclude(csLoading);

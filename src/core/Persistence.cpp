@@ -28,6 +28,7 @@ Json WriteComponent(TComponent& C, const std::string& Path) {
   Json children = Json::array();
   for (int i = 0; i < C.ComponentCount(); ++i) {
     TComponent* child = C.Components(i);
+    if (child->ComponentState().Contains(csSubComponent)) continue;
     const std::string path = child->Name().empty() ? Path + ".children[" + std::to_string(i) + "]" : Path + "." + child->Name();
     children.push_back(WriteComponent(*child, path));
   }

@@ -190,6 +190,29 @@ TEST(ComponentTree, ReferenceToTheRootUnderItsNewName) {
   EXPECT_EQ(root.Name(), "New");
 }
 
+TEST(ComponentTree, SubComponentsAreLeftToTheirOwner) {
+  // A component whose constructor makes an owned helper: loading must not make a second one.
+  struct TWithHelper : TGen {
+    explicit TWithHelper(TComponent* o) : TGen(o) {
+      auto* helper = new TGen(this);
+      helper->SetSubComponent(true);
+    }
+    std::string ClassName() const override { return "TWithHelper"; }
+  };
+  RegisterTestClasses();
+  RegisterComponentClass<TWithHelper>("TWithHelper");
+  TBox root(nullptr);
+  auto* w = new TWithHelper(&root);
+  w->SetName("W");
+  const std::string doc = SaveComponentTreeToString(root);
+  EXPECT_EQ(doc.find("\"children\": [\n        {"), std::string::npos) << doc;
+  TBox back(nullptr);
+  LoadComponentTreeFromString(back, doc);
+  ASSERT_EQ(back.ComponentCount(), 1);
+  EXPECT_EQ(back.Components(0)->ComponentCount(), 1);
+  EXPECT_EQ(SaveComponentTreeToString(back), doc);
+}
+
 TEST(ComponentTree, StreamAndFileRoundTrip) {
   TTree tree;
   TMemoryStream stream;

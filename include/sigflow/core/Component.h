@@ -18,7 +18,9 @@ namespace sigflow {
 
 enum TOperation : std::uint8_t { opInsert, opRemove };
 
-enum TComponentStateFlag : std::uint8_t { csLoading, csReading, csWriting, csDestroying, csDesigning };
+// csSubComponent: part of its owner's implementation (created by the owner's constructor);
+// the tree writer leaves it out, the owner persists it (e.g. as an ObjectProperty).
+enum TComponentStateFlag : std::uint8_t { csLoading, csReading, csWriting, csDestroying, csDesigning, csSubComponent };
 using TComponentState = TSet<TComponentStateFlag>;
 
 class TComponent : public TPersistent {
@@ -47,6 +49,7 @@ public:
 
   TComponentState ComponentState() const { return state_; }
   void SetDesigning(bool Value);
+  void SetSubComponent(bool Value);
 
   // Moves ownership: AComponent leaves its present owner and joins this one.
   void InsertComponent(TComponent* AComponent);
