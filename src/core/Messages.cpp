@@ -49,7 +49,7 @@ void TMessageWindow::DestroyHandle() {
   handle_ = kNoWindow;
 }
 
-void TMessageWindow::Dispatch(TMessage& Message) {
+void TMessageWindow::Dispatch(const TMessage& Message) {
   if (handler_) handler_(Message);
 }
 

@@ -27,7 +27,7 @@ TEST(Messages, FourThreadsDeliverInOrderOnTheMainThread) {
   const auto mainThread = std::this_thread::get_id();
   std::vector<std::int64_t> next(kThreads, 0);
   std::int64_t received = 0, outOfOrder = 0, offThread = 0;
-  TMessageWindow window([&](TMessage& m) {
+  TMessageWindow window([&](const TMessage& m) {
     if (std::this_thread::get_id() != mainThread) ++offThread;
     auto& expected = next[m.WParam];
     if (m.LParam != expected) ++outOfOrder;
@@ -55,8 +55,8 @@ TEST(Messages, FourThreadsDeliverInOrderOnTheMainThread) {
 
 TEST(Messages, MessagesToADestroyedWindowAreDropped) {
   int first = 0, second = 0;
-  auto gone = std::make_unique<TMessageWindow>([&](TMessage&) { ++first; });
-  TMessageWindow alive([&](TMessage& m) { second += static_cast<int>(m.LParam); });
+  auto gone = std::make_unique<TMessageWindow>([&](const TMessage&) { ++first; });
+  TMessageWindow alive([&](const TMessage& m) { second += static_cast<int>(m.LParam); });
   const TWindowHandle goneHandle = gone->Handle();
   EXPECT_TRUE(PostMessage(goneHandle, WM_TEST));
   EXPECT_TRUE(PostMessage(alive.Handle(), WM_TEST, 0, 5));
@@ -71,7 +71,7 @@ TEST(Messages, MessagesToADestroyedWindowAreDropped) {
 TEST(Messages, WindowsOfAFreedWinControlLoseTheirHandles) {
   int calls = 0;
   auto form = std::make_unique<TWinControl>(nullptr);
-  TMessageWindow window([&](TMessage&) { ++calls; }, form.get());
+  TMessageWindow window([&](const TMessage&) { ++calls; }, form.get());
   EXPECT_EQ(form->WindowCount(), 1);
   const TWindowHandle handle = window.Handle();
   EXPECT_TRUE(PostMessage(handle, WM_TEST));
@@ -86,7 +86,7 @@ TEST(Messages, WindowsOfAFreedWinControlLoseTheirHandles) {
 TEST(Messages, HandlerMayDestroyItsOwnWindow) {
   int calls = 0;
   std::unique_ptr<TMessageWindow> window;
-  window = std::make_unique<TMessageWindow>([&](TMessage&) {
+  window = std::make_unique<TMessageWindow>([&](const TMessage&) {
     ++calls;
     window.reset();
   });
@@ -99,7 +99,7 @@ TEST(Messages, HandlerMayDestroyItsOwnWindow) {
 
 TEST(Messages, RunEndsOnTerminateFromAHandler) {
   std::vector<std::uint64_t> seen;
-  TMessageWindow window([&](TMessage& m) {
+  TMessageWindow window([&](const TMessage& m) {
     seen.push_back(m.WParam);
     if (m.WParam == 3) Application().Terminate();
   });
@@ -116,7 +116,7 @@ TEST(Messages, RunEndsOnTerminateFromAHandler) {
 TEST(Messages, PostHookRunsOnThePostingThread) {
   std::atomic<int> hooks{0};
   Application().OnMessagePosted = [&] { ++hooks; };
-  TMessageWindow window([](TMessage&) {});
+  TMessageWindow window([](const TMessage&) {});
   std::thread t([h = window.Handle()] { PostMessage(h, WM_TEST); });
   t.join();
   Application().OnMessagePosted = nullptr;
@@ -127,7 +127,7 @@ TEST(Messages, PostHookRunsOnThePostingThread) {
 
 TEST(Messages, NestedProcessMessagesKeepsTheOrder) {
   std::vector<std::int64_t> seen;
-  TMessageWindow window([&](TMessage& m) {
+  TMessageWindow window([&](const TMessage& m) {
     seen.push_back(m.LParam);
     if (m.LParam == 0) {
       PostMessage(window.Handle(), WM_TEST, 0, 4);

@@ -23,10 +23,9 @@ struct TMessage {
   std::uint32_t Msg = 0;
   std::uint64_t WParam = 0;
   std::int64_t LParam = 0;
-  std::int64_t Result = 0;
 };
 
-using TMessageHandler = std::function<void(TMessage& Message)>;
+using TMessageHandler = std::function<void(const TMessage& Message)>;
 
 class TWinControl;
 
@@ -47,7 +46,7 @@ public:
   // Gives up the handle: later and pending messages to it are dropped.
   void DestroyHandle();
   // Calls the handler now, on the calling thread.
-  void Dispatch(TMessage& Message);
+  void Dispatch(const TMessage& Message);
 
 private:
   friend class TWinControl;
