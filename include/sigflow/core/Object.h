@@ -1,4 +1,5 @@
 #pragma once
+#include <functional>
 #include <string>
 
 namespace sigflow {
@@ -10,5 +11,8 @@ public:
   virtual ~TObject() = default;
   virtual std::string ClassName() const { return "TObject"; }
 };
+
+// Events are plain callables; "assigned" means non-empty.
+using TNotifyEvent = std::function<void(TObject* Sender)>;
 
 }  // namespace sigflow
