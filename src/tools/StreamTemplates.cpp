@@ -1,0 +1,147 @@
+#include "sigflow/tools/StreamTemplates.h"
+
+#include <filesystem>
+
+#include "sigflow/core/Component.h"
+#include "sigflow/core/Exceptions.h"
+#include "sigflow/core/Properties.h"
+
+namespace sigflow {
+
+TStreamTemplates::TStreamTemplates(TComponent* AOwner)
+    : owner_(AOwner), templates_(std::make_unique<TStringStreamList>()) {}
+
+TStreamTemplates::~TStreamTemplates() = default;
+
+const TPropertyTable& TStreamTemplates::ClassProperties() {
+  static const TPropertyTable table(&TPersistent::ClassProperties(), {
+      ObjectProperty("Templates", &TStreamTemplates::Templates),
+      Property("TemplateIndex", &TStreamTemplates::TemplateIndex, &TStreamTemplates::SetTemplateIndex, -1),
+      Property("TemplateName", &TStreamTemplates::TemplateName, &TStreamTemplates::SetTemplateName, std::string()),
+  });
+  return table;
+}
+
+std::string TStreamTemplates::Tag() const { return owner_ ? owner_->ClassName() : ClassName(); }
+
+void TStreamTemplates::SetTemplateIndex(int Value) {
+  if (Value == index_) return;
+  const int count = templates_->Count();
+  if (index_ >= 0 && index_ < count) {
+    TMemoryStream* stream = templates_->Streams(index_);
+    stream->Clear();
+    if (template_) template_->SaveToStream(*stream);
+    stream->SetPosition(0);
+  }
+  if (Value >= 0 && Value < count) {
+    TMemoryStream* stream = templates_->Streams(Value);
+    stream->SetPosition(0);
+    try {
+      if (template_) template_->LoadFromStream(*stream);
+    } catch (...) {
+      // A damaged entry leaves nothing selected rather than a half-loaded copy that would
+      // be saved over the entry it did not come from.
+      index_ = -1;
+      name_.clear();
+      stream->SetPosition(0);
+      if (template_) template_->Clear();
+      throw;
+    }
+    stream->SetPosition(0);
+    name_ = templates_->Strings(Value);
+    index_ = Value;
+  } else {
+    index_ = -1;
+    if (template_) template_->Clear();
+    name_.clear();
+  }
+}
+
+void TStreamTemplates::SetTemplateName(const std::string& Value) {
+  const int index = templates_->IndexOf(Value);
+  if (index >= 0) SetTemplateIndex(index);
+}
+
+void TStreamTemplates::SetTemplates(TStringStreamList* Value) {
+  (void)Value;
+  throw Exception("Operation not supported!");
+}
+
+void TStreamTemplates::Consolidate() {
+  const int index = index_;
+  SetTemplateIndex(-1);
+  SetTemplateIndex(index);
+}
+
+void TStreamTemplates::AddTemplate(const std::string& Name) {
+  const int index = templates_->Add(Name);
+  SetTemplateIndex(-1);
+  TMemoryStream* stream = templates_->Streams(index);
+  if (template_) template_->SaveToStream(*stream);
+  stream->SetPosition(0);
+  SetTemplateIndex(index);
+}
+
+void TStreamTemplates::AddCopyTemplate(const std::string& Name) {
+  const int index = templates_->Add(Name);
+  TMemoryStream* stream = templates_->Streams(index);
+  if (template_) template_->SaveToStream(*stream);
+  stream->SetPosition(0);
+  SetTemplateIndex(index);
+}
+
+void TStreamTemplates::Clear() {
+  SetTemplateIndex(-1);
+  templates_->Clear();
+  if (template_) template_->Clear();
+}
+
+void TStreamTemplates::Delete(int Index) {
+  SetTemplateIndex(-1);
+  templates_->Delete(Index);
+}
+
+void TStreamTemplates::Update() {
+  if (template_) template_->Update();
+}
+
+void TStreamTemplates::SaveToStream(TStream& Stream) {
+  Consolidate();
+  Stream.WriteShortString(Tag());
+  Stream.WriteValue<std::int32_t>(index_);
+  templates_->SaveToStream(Stream);
+}
+
+void TStreamTemplates::LoadFromStream(TStream& Stream) {
+  SetTemplateIndex(-1);
+  const std::string tag = Stream.ReadShortString();
+  if (tag != Tag()) throw EReadError("Data format type missmatch: " + tag + " <> " + ClassName());
+  const std::int32_t index = Stream.ReadValue<std::int32_t>();
+  templates_->LoadFromStream(Stream);
+  SetTemplateIndex(index);
+}
+
+void TStreamTemplates::SaveToFile(const std::string& FileName) {
+  TFileStream file(FileName, fmCreate);
+  SaveToStream(file);
+  file.Flush();
+}
+
+void TStreamTemplates::LoadFromFile(const std::string& FileName) {
+  std::error_code error;
+  if (!std::filesystem::exists(FileName, error)) return;
+  TFileStream file(FileName, fmOpenRead | fmShareDenyWrite);
+  LoadFromStream(file);
+}
+
+void TStreamTemplates::Assign(TPersistent* Source) {
+  if (auto* source = dynamic_cast<TStreamTemplates*>(Source)) {
+    if (source == this) return;
+    templates_->Assign(source->Templates());
+    SetTemplateIndex(source->TemplateIndex());
+    return;
+  }
+  TPersistent::Assign(Source);
+}
+
+}  // namespace sigflow
