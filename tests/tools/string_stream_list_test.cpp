@@ -1,0 +1,237 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "template_support.h"
+
+namespace sigflow::test {
+namespace {
+
+void Put(TStringStreamList& l, int i, const std::string& s) {
+  TMemoryStream m;
+  Fill(m, Bytes(s.begin(), s.end()));
+  l.SetStreams(i, m);
+}
+
+std::string Content(const TStringStreamList& l, int i) {
+  const Bytes b = StreamBytes(*l.Streams(i));
+  return std::string(b.begin(), b.end());
+}
+
+TEST(StringStreamList, EveryEntryOwnsItsOwnStream) {
+  TStringStreamList l;
+  l.Add("a");
+  l.Insert(0, "b");
+  l.AddObject("c", nullptr);
+  ASSERT_EQ(l.Count(), 3);
+  EXPECT_NE(l.Streams(0), nullptr);
+  EXPECT_NE(l.Streams(0), l.Streams(1));
+  EXPECT_NE(l.Streams(1), l.Streams(2));
+  EXPECT_EQ(l.Text(), "b\r\na\r\nc\r\n");
+  Put(l, 1, "xyz");
+  l.Delete(0);
+  EXPECT_EQ(Content(l, 0), "xyz");
+  EXPECT_THROW(l.Streams(2), EStringListError);
+  l.Clear();
+  EXPECT_EQ(l.Count(), 0);
+}
+
+TEST(StringStreamList, ObjectsAreCopiedIntoTheEntryStreams) {
+  TStringStreamList l;
+  l.Add("a");
+  TMemoryStream src;
+  Fill(src, {1, 2, 3});
+  src.SetPosition(2);
+  l.SetObject(0, &src);
+  EXPECT_EQ(StreamBytes(*l.Streams(0)), (Bytes{1, 2, 3}));
+  EXPECT_EQ(l.Streams(0)->Position(), 0);
+  l.SetObject(0, nullptr);
+  EXPECT_EQ(l.Streams(0)->Size(), 0);
+  TStringList other;
+  EXPECT_THROW(l.SetObject(0, &other), ENoOperation);
+
+  TStringList plain;
+  plain.Add("p");
+  plain.AddObject("q", &src);
+  l.Assign(&plain);
+  ASSERT_EQ(l.Count(), 2);
+  EXPECT_EQ(l.Streams(0)->Size(), 0);
+  EXPECT_EQ(StreamBytes(*l.Streams(1)), (Bytes{1, 2, 3}));
+}
+
+TEST(StringStreamList, ImageIsLengthTextThenSizedBlocks) {
+  TStringStreamList l;
+  l.Add("One");
+  l.Add("");
+  l.Add("Three");
+  Put(l, 0, "ab");
+  Put(l, 2, "c");
+  TMemoryStream s;
+  l.SaveToStream(s);
+  const Bytes expected = TImage().I32(14).Str("One\r\n\r\nThree\r\n").I32(2).Str("ab").I32(0).I32(1).Str("c").b;
+  EXPECT_EQ(StreamBytes(s), expected);
+
+  TStringStreamList back;
+  back.Add("old");
+  s.SetPosition(0);
+  back.LoadFromStream(s);
+  EXPECT_EQ(back.Text(), "One\r\n\r\nThree\r\n");
+  EXPECT_EQ(Content(back, 0), "ab");
+  EXPECT_EQ(back.Streams(1)->Size(), 0);
+  EXPECT_EQ(Content(back, 2), "c");
+  EXPECT_EQ(s.Position(), s.Size());
+}
+
+TEST(StringStreamList, LoadFiresOneChange) {
+  TStringStreamList src;
+  src.Add("a");
+  src.Add("b");
+  TMemoryStream s;
+  src.SaveToStream(s);
+  TStringStreamList l;
+  int changes = 0;
+  l.OnChange = [&](TObject*) { ++changes; };
+  s.SetPosition(0);
+  l.LoadFromStream(s);
+  EXPECT_EQ(changes, 1);
+  EXPECT_EQ(l.UpdateCount(), 0);
+  TMemoryStream bad;
+  Fill(bad, TImage().I32(99).b);
+  EXPECT_THROW(l.LoadFromStream(bad), EReadError);
+  EXPECT_EQ(l.UpdateCount(), 0);
+}
+
+TEST(StringStreamList, AppendKeepsDuplicatesAndCopiesContents) {
+  TStringStreamList a, b;
+  a.Add("x");
+  Put(a, 0, "1");
+  b.Add("x");
+  b.Add("y");
+  Put(b, 0, "22");
+  Put(b, 1, "333");
+  b.Streams(1)->SetPosition(3);
+  a.AppendFromList(b);
+  EXPECT_EQ(a.Text(), "x\r\nx\r\ny\r\n");
+  EXPECT_EQ(Content(a, 1), "22");
+  EXPECT_EQ(Content(a, 2), "333");
+  EXPECT_NE(a.Streams(2), b.Streams(1));
+
+  a.AppendFromList(a);
+  EXPECT_EQ(a.Count(), 6);
+  EXPECT_EQ(Content(a, 5), "333");
+
+  TMemoryStream s;
+  b.SaveToStream(s);
+  s.SetPosition(0);
+  a.AppendFromStream(s);
+  EXPECT_EQ(a.Count(), 8);
+  EXPECT_EQ(Content(a, 6), "22");
+}
+
+TEST(StringStreamList, AssignCopiesThroughTheImage) {
+  TStringStreamList a, b;
+  a.Add("k");
+  Put(a, 0, "data");
+  b.Add("gone");
+  b.Assign(&a);
+  EXPECT_EQ(b.Text(), "k\r\n");
+  EXPECT_EQ(Content(b, 0), "data");
+  EXPECT_NE(b.Streams(0), a.Streams(0));
+  b.Assign(&b);
+  EXPECT_EQ(Content(b, 0), "data");
+}
+
+// A component holding a store, for the JSON tree.
+class TStoreHolder : public TComponent {
+public:
+  explicit TStoreHolder(TComponent* AOwner) : TComponent(AOwner) {}
+  std::string ClassName() const override { return "TStoreHolder"; }
+  static const TPropertyTable& ClassProperties() {
+    static const TPropertyTable table(&TComponent::ClassProperties(), {
+        ObjectProperty("Store", &TStoreHolder::Store),
+        Property("Gain", &TStoreHolder::Gain, &TStoreHolder::SetGain, 1.0),
+    });
+    return table;
+  }
+  const TPropertyTable& Properties() const override { return ClassProperties(); }
+  TStringStreamList* Store() const { return store_.get(); }
+  double Gain() const { return gain_; }
+  void SetGain(double v) { gain_ = v; }
+
+private:
+  std::unique_ptr<TStringStreamList> store_ = std::make_unique<TStringStreamList>();
+  double gain_ = 1;
+};
+const bool registered = RegisterComponentClass<TStoreHolder>("TStoreHolder");
+
+TEST(StringStreamListTree, JsonRoundTripIsByteIdentical) {
+  ASSERT_TRUE(registered);
+  TStoreHolder root(nullptr);
+  root.SetName("Form1");
+  auto* holder = new TStoreHolder(&root);
+  holder->SetName("Bands");
+  holder->Store()->Add("first");
+  holder->Store()->Add("second");
+  holder->Store()->Add("third");
+  Put(*holder->Store(), 0, std::string("\x00\xff\x10", 3));
+  Put(*holder->Store(), 2, "zz");
+  const std::string text = SaveComponentTreeToString(root);
+  EXPECT_NE(text.find("\"Strings\": \"first\\r\\nsecond\\r\\nthird\\r\\n\""), std::string::npos) << text;
+
+  TStoreHolder copy(nullptr);
+  LoadComponentTreeFromString(copy, text);
+  ASSERT_EQ(copy.ComponentCount(), 1);
+  auto* loaded = dynamic_cast<TStoreHolder*>(copy.Components(0));
+  ASSERT_NE(loaded, nullptr);
+  EXPECT_EQ(loaded->Store()->Text(), "first\r\nsecond\r\nthird\r\n");
+  EXPECT_EQ(Content(*loaded->Store(), 0), std::string("\x00\xff\x10", 3));
+  EXPECT_EQ(loaded->Store()->Streams(1)->Size(), 0);
+  EXPECT_EQ(Content(*loaded->Store(), 2), "zz");
+  EXPECT_EQ(SaveComponentTreeToString(copy), text);
+
+  // An empty store is written too and empties a loaded one.
+  holder->Store()->Clear();
+  LoadComponentTreeFromString(copy, SaveComponentTreeToString(root));
+  EXPECT_EQ(loaded->Store()->Count(), 0);
+}
+
+TEST(StringStreamListTree, TruncatedBinaryDataFails) {
+  TStoreHolder root(nullptr);
+  root.Store()->Add("a");
+  Put(*root.Store(), 0, "abcdef");
+  std::string text = SaveComponentTreeToString(root);
+  // Drop the tail of the block: 4-byte size 6 then only "ab" (base64 of 06 00 00 00 61 62).
+  const auto at = text.find("\"StreamBinaryData\": \"");
+  ASSERT_NE(at, std::string::npos);
+  const auto start = at + 21;
+  text.replace(start, text.find('"', start) - start, "BgAAAGFi");
+  TStoreHolder other(nullptr);
+  EXPECT_THROW(LoadComponentTreeFromString(other, text), EReadError);
+}
+
+TEST(StreamedList, ClearDeletesFromLastToFirst) {
+  TIntList l;
+  for (int v : {1, 2, 3}) l.Append(v);
+  l.Clear();
+  EXPECT_EQ(l.Deleted, (std::vector<int>{2, 1, 0}));
+  EXPECT_EQ(l.Count(), 0);
+
+  TIntRecord kept{5};
+  l.Add(&kept);
+  l.ClearPointers();
+  EXPECT_EQ(l.Count(), 0);
+  EXPECT_EQ(l.Deleted.size(), 3u);
+  EXPECT_EQ(kept.Value, 5);
+
+  TStreamedList base;
+  int x = 0;
+  base.Add(&x);
+  TMemoryStream s;
+  base.SaveToStream(s);
+  EXPECT_EQ(s.Size(), 0);
+  base.Clear();
+  EXPECT_EQ(base.Count(), 0);
+}
+
+}  // namespace
+}  // namespace sigflow::test
