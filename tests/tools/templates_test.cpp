@@ -32,7 +32,7 @@ struct Manager {
 // Three templates, the middle one selected, the last one empty.
 Bytes ThreeTemplateImage() {
   TImage img;
-  img.Short("TFilterHost").I32(1).I32(15).Str("Low\r\nMid\r\nHi\r\n");
+  img.Short("TFilterHost").I32(1).I32(14).Str("Low\r\nMid\r\nHi\r\n");
   img.I32(12).List({7, 8});
   img.I32(8).List({-3});
   img.I32(0);
