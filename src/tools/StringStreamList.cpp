@@ -129,7 +129,7 @@ void TStringStreamList::LoadBinaryStream(TStream& Stream) {
     TMemoryStream* stream = Streams(i);
     stream->SetSize(size);
     stream->SetPosition(0);
-    if (size != 0) stream->ReadBuffer(stream->Memory(), size);
+    if (size != 0) Stream.ReadBuffer(stream->Memory(), size);
     stream->SetPosition(0);
   }
 }
