@@ -1,6 +1,7 @@
 #include "sigflow/tools/StreamTemplates.h"
 
 #include <filesystem>
+#include <functional>
 
 #include "sigflow/core/Component.h"
 #include "sigflow/core/Exceptions.h"
@@ -8,8 +9,37 @@
 
 namespace sigflow {
 
+namespace {
+
+// The tree loader sets TemplateIndex before it reads the store's blocks; the store reports
+// when its blocks are in so that a selection made meanwhile can be carried out.
+class TManagedStore : public TStringStreamList {
+public:
+  explicit TManagedStore(std::function<void()> AfterBlocks) : afterBlocks_(std::move(AfterBlocks)) {}
+  void LoadBinaryStream(TStream& Stream) override {
+    TStringStreamList::LoadBinaryStream(Stream);
+    afterBlocks_();
+  }
+
+private:
+  std::function<void()> afterBlocks_;
+};
+
+}  // namespace
+
 TStreamTemplates::TStreamTemplates(TComponent* AOwner)
-    : owner_(AOwner), templates_(std::make_unique<TStringStreamList>()) {}
+    : owner_(AOwner), templates_(std::make_unique<TManagedStore>([this] { SelectPending(); })) {}
+
+bool TStreamTemplates::OwnerLoading() const {
+  const auto* owner = dynamic_cast<const TComponent*>(owner_);
+  return owner && owner->ComponentState().Contains(csLoading);
+}
+
+void TStreamTemplates::SelectPending() {
+  const int index = pending_;
+  pending_ = -1;
+  if (index >= 0 && OwnerLoading()) SetTemplateIndex(index);
+}
 
 TStreamTemplates::~TStreamTemplates() = default;
 
@@ -25,8 +55,9 @@ const TPropertyTable& TStreamTemplates::ClassProperties() {
 std::string TStreamTemplates::Tag() const { return owner_ ? owner_->ClassName() : ClassName(); }
 
 void TStreamTemplates::SetTemplateIndex(int Value) {
-  if (Value == index_) return;
   const int count = templates_->Count();
+  pending_ = (Value >= count && OwnerLoading()) ? Value : -1;
+  if (Value == index_) return;
   if (index_ >= 0 && index_ < count) {
     TMemoryStream* stream = templates_->Streams(index_);
     stream->Clear();

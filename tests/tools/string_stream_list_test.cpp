@@ -195,6 +195,53 @@ TEST(StringStreamListTree, JsonRoundTripIsByteIdentical) {
   EXPECT_EQ(loaded->Store()->Count(), 0);
 }
 
+// A component with a template manager and its working copy.
+class TBandHolder : public TComponent {
+public:
+  explicit TBandHolder(TComponent* AOwner) : TComponent(AOwner), bands_(this) { bands_.SetTemplate(&work_); }
+  std::string ClassName() const override { return "TBandHolder"; }
+  static const TPropertyTable& ClassProperties() {
+    static const TPropertyTable table(&TComponent::ClassProperties(), {
+        ObjectProperty("Bands", &TBandHolder::Bands),
+    });
+    return table;
+  }
+  const TPropertyTable& Properties() const override { return ClassProperties(); }
+  TStreamTemplates* Bands() const { return const_cast<TStreamTemplates*>(&bands_); }
+  TIntList& Work() { return work_; }
+
+private:
+  TIntList work_;
+  TStreamTemplates bands_;
+};
+
+TEST(StringStreamListTree, TemplateSelectionSurvivesTheTree) {
+  TBandHolder a(nullptr);
+  a.Bands()->AddTemplate("Flat");
+  a.Work().Append(3);
+  a.Bands()->AddTemplate("Peak");
+  a.Work().Append(9);
+  a.Bands()->Consolidate();
+  a.Bands()->SetTemplateIndex(1);
+  const std::string text = SaveComponentTreeToString(a);
+
+  TBandHolder b(nullptr);
+  LoadComponentTreeFromString(b, text);
+  EXPECT_EQ(b.Bands()->TemplateIndex(), 1);
+  EXPECT_EQ(b.Bands()->TemplateName(), "Peak");
+  EXPECT_EQ(b.Work().Values(), std::vector<std::int32_t>{9});
+  EXPECT_EQ(SaveComponentTreeToString(b), text);
+
+  // Outside a tree load an index past the store stays unselected, even after a later load.
+  TBandHolder c(nullptr);
+  c.Bands()->SetTemplateIndex(1);
+  TMemoryStream image;
+  b.Bands()->SaveToStream(image);
+  image.SetPosition(1 + 11 + 4);  // past tag "TBandHolder" and index: the store's image
+  c.Bands()->Templates()->LoadFromStream(image);
+  EXPECT_EQ(c.Bands()->TemplateIndex(), -1);
+}
+
 TEST(StringStreamListTree, TruncatedBinaryDataFails) {
   TStoreHolder root(nullptr);
   root.Store()->Add("a");

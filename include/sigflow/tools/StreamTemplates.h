@@ -42,6 +42,8 @@ public:
   // The one place where working copy and store meet. Nothing happens for the present index.
   // Otherwise the working copy is saved back into its entry (if it shows one), then entry
   // Value is loaded into it; any Value outside the store selects nothing and clears it.
+  // While the owner component is being loaded from a tree, an index past the end of the
+  // store is selected again once the store's blocks have been read.
   void SetTemplateIndex(int Value);
 
   const std::string& TemplateName() const { return name_; }
@@ -81,10 +83,13 @@ public:
 
 private:
   std::string Tag() const;
+  bool OwnerLoading() const;
+  void SelectPending();
 
   TObject* owner_ = nullptr;
   TStreamedList* template_ = nullptr;
   int index_ = -1;
+  int pending_ = -1;  // an index set while the owner loads, before the store's blocks
   std::string name_;
   std::unique_ptr<TStringStreamList> templates_;
 };
