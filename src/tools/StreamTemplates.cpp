@@ -36,9 +36,18 @@ bool TStreamTemplates::OwnerLoading() const {
 }
 
 void TStreamTemplates::SelectPending() {
-  const int index = pending_;
-  pending_ = -1;
-  if (index >= 0 && OwnerLoading()) SetTemplateIndex(index);
+  if (!OwnerLoading()) {
+    hasPending_ = false;
+    return;
+  }
+  const int target = hasPending_ ? pending_ : index_;
+  // The store was just replaced: what the working copy shows is not in it any more, so it is
+  // dropped rather than saved back, and the selection is read from the new store.
+  index_ = -1;
+  name_.clear();
+  if (template_) template_->Clear();
+  SetTemplateIndex(target);
+  hasPending_ = false;
 }
 
 TStreamTemplates::~TStreamTemplates() = default;
@@ -55,9 +64,10 @@ const TPropertyTable& TStreamTemplates::ClassProperties() {
 std::string TStreamTemplates::Tag() const { return owner_ ? owner_->ClassName() : ClassName(); }
 
 void TStreamTemplates::SetTemplateIndex(int Value) {
-  const int count = templates_->Count();
-  pending_ = (Value >= count && OwnerLoading()) ? Value : -1;
+  hasPending_ = OwnerLoading();
+  pending_ = Value;
   if (Value == index_) return;
+  const int count = templates_->Count();
   if (index_ >= 0 && index_ < count) {
     TMemoryStream* stream = templates_->Streams(index_);
     stream->Clear();

@@ -232,6 +232,25 @@ TEST(StringStreamListTree, TemplateSelectionSurvivesTheTree) {
   EXPECT_EQ(b.Work().Values(), std::vector<std::int32_t>{9});
   EXPECT_EQ(SaveComponentTreeToString(b), text);
 
+  // Read into a component that already shows another store at the same index.
+  TBandHolder d(nullptr);
+  d.Bands()->AddTemplate("Old0");
+  d.Bands()->AddTemplate("Old1");
+  d.Work().Append(-1);
+  LoadComponentTreeFromString(d, text);
+  EXPECT_EQ(d.Bands()->TemplateName(), "Peak");
+  EXPECT_EQ(d.Work().Values(), std::vector<std::int32_t>{9});
+  EXPECT_EQ(SaveComponentTreeToString(d), text);
+
+  // A document that leaves the index at its default keeps d's index, shown from the new
+  // store; the unsaved edit goes with the old store.
+  a.Bands()->SetTemplateIndex(-1);
+  d.Work().Append(77);
+  LoadComponentTreeFromString(d, SaveComponentTreeToString(a));
+  EXPECT_EQ(d.Bands()->TemplateIndex(), 1);
+  EXPECT_EQ(d.Work().Values(), std::vector<std::int32_t>{9});
+  EXPECT_EQ(d.Bands()->Templates()->Streams(1)->Size(), 8);
+
   // Outside a tree load an index past the store stays unselected, even after a later load.
   TBandHolder c(nullptr);
   c.Bands()->SetTemplateIndex(1);

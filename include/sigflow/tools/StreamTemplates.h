@@ -42,8 +42,9 @@ public:
   // The one place where working copy and store meet. Nothing happens for the present index.
   // Otherwise the working copy is saved back into its entry (if it shows one), then entry
   // Value is loaded into it; any Value outside the store selects nothing and clears it.
-  // While the owner component is being loaded from a tree, an index past the end of the
-  // store is selected again once the store's blocks have been read.
+  // While the owner component is being loaded from a tree, the store is read after this
+  // property: once its blocks are in, the working copy is reloaded from the new store at the
+  // index last set (or the present one), without saving the stale copy back.
   void SetTemplateIndex(int Value);
 
   const std::string& TemplateName() const { return name_; }
@@ -89,7 +90,8 @@ private:
   TObject* owner_ = nullptr;
   TStreamedList* template_ = nullptr;
   int index_ = -1;
-  int pending_ = -1;  // an index set while the owner loads, before the store's blocks
+  int pending_ = -1;  // the index last set while the owner loads
+  bool hasPending_ = false;
   std::string name_;
   std::unique_ptr<TStringStreamList> templates_;
 };
