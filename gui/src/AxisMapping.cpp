@@ -139,7 +139,7 @@ std::vector<TAxisTick> LogTicks(double lo, double hi, int maxTicks, std::string_
       if (!inside(v)) continue;
       TAxisTick t{v, false, {}};
       if (m == 1) {
-        t.Major = k % stride == 0;
+        t.Major = ((k % stride) + stride) % stride == 0;
       }
       if (t.Major || (labelMinors && (m == 2 || m == 5))) t.Label = TickLabel(v, decade, unit);
       ticks.push_back(std::move(t));

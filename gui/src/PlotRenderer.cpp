@@ -21,7 +21,7 @@ namespace {
 
 constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-const QColor kChannelColors[] = {{31, 95, 168},  {230, 126, 34}, {39, 150, 80}, {142, 68, 173},
+const QColor kChannelColors[] = {{230, 126, 34}, {39, 150, 80}, {142, 68, 173},
                                  {120, 120, 120}, {22, 160, 160}, {140, 86, 75}};
 
 QString Q(const std::string& s) { return QString::fromStdString(s); }
@@ -162,6 +162,11 @@ std::vector<QPolygonF> Polylines(std::size_t n, XFn xAt, YFn yAt) {
 }
 
 }  // namespace
+
+QColor TPlotStyle::ChannelColor(int channel) const {
+  if (channel <= 0) return Trace;
+  return kChannelColors[static_cast<std::size_t>(channel - 1) % std::size(kChannelColors)];
+}
 
 TPlotRenderer::TPlotRenderer(const TPlotData& data, const TPlotStyle& style) : FData(data), FStyle(style) {}
 
@@ -375,7 +380,7 @@ void TPlotRenderer::Render(QPainter& p, const QRectF& bounds) const {
     const int ch = d.Kind == pkTimeSignal ? std::max(1, d.Channels) : 1;
     const double width = std::max(1.0, std::round(base / 9.0 * 2.0) / 2.0);
     for (int c = 0; c < ch; ++c) {
-      const QColor color = d.Kind == pkTimeSignal ? kChannelColors[c % std::size(kChannelColors)] : FStyle.Trace;
+      const QColor color = FStyle.ChannelColor(c);
       QPen pen(color, width);
       pen.setJoinStyle(Qt::RoundJoin);
       pen.setCapStyle(Qt::RoundCap);
@@ -529,7 +534,7 @@ void TPlotRenderer::Render(QPainter& p, const QRectF& bounds) const {
     p.drawRect(box);
     for (int c = 0; c < d.Channels; ++c) {
       const double y = box.top() + base * 0.25 + row * (c + 0.5);
-      p.setPen(QPen(kChannelColors[c % std::size(kChannelColors)], std::max(1.5, base / 8.0)));
+      p.setPen(QPen(FStyle.ChannelColor(c), std::max(1.5, base / 8.0)));
       p.drawLine(QPointF(box.left() + base * 0.4, y), QPointF(box.left() + base * 0.4 + sample * 0.8, y));
       p.setPen(FStyle.Text);
       p.drawText(QRectF(box.left() + base * 0.4 + sample, y - row / 2, w + base, row), Qt::AlignLeft | Qt::AlignVCenter,

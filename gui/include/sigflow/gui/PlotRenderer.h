@@ -26,6 +26,9 @@ struct TPlotStyle {
   QColor MarkLabel{90, 0, 0};
   // Base font size in pixels; 0 scales it with the output size.
   int FontPixels = 0;
+
+  // Trace colour of a time-signal channel: Trace for channel 0, then a fixed palette.
+  QColor ChannelColor(int channel) const;
 };
 
 // Where the plot area lies in the output and how data map onto it. For a matrix, Y maps row
