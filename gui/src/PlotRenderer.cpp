@@ -378,7 +378,7 @@ void TPlotRenderer::Render(QPainter& p, const QRectF& bounds) const {
     p.drawImage(QRectF(QPointF(std::min(x0, x1), A.top()), QPointF(std::max(x0, x1), A.bottom())), img);
   } else if (n > 0) {
     const int ch = d.Kind == pkTimeSignal ? std::max(1, d.Channels) : 1;
-    const double width = std::max(1.0, std::round(base / 9.0 * 2.0) / 2.0);
+    const double width = std::max(1.0, std::round(base / 12.0 * 2.0) / 2.0);
     for (int c = 0; c < ch; ++c) {
       const QColor color = FStyle.ChannelColor(c);
       QPen pen(color, width);
