@@ -1,6 +1,6 @@
 // Renders demo plots offscreen: the spectrum of a few tones with harmonics on a noise floor
-// (Blackman-Harris window, real FFT), the same spectrum on a logarithmic frequency axis, a
-// two-channel time signal and a matrix image.
+// (Blackman-Harris window, real FFT) at full and at widget size, the same spectrum on a
+// logarithmic frequency axis, a two-channel time signal and a matrix image.
 //   plot_demo [output-directory]
 #include <sigflow/Numeric.h>
 #include <sigflow/gui/PlotRenderer.h>
@@ -62,6 +62,9 @@ int main(int argc, char** argv) {
   }
   RenderPlotToPng(d, dir + "spectrum_demo.png");
 
+  // The size a form would give the widget.
+  RenderPlotToPng(d, dir + "spectrum_demo_small.png", 640, 400);
+
   d.XScale = asLogarithmic;
   d.Title = "Same spectrum, logarithmic frequency axis";
   RenderPlotToPng(d, dir + "spectrum_demo_log.png");
@@ -93,6 +96,6 @@ int main(int argc, char** argv) {
   md.YTitle = "f2";
   md.YUnit = "Hz";
   RenderPlotToPng(md, dir + "matrix_demo.png");
-  std::cout << "wrote " << dir << "spectrum_demo.png, spectrum_demo_log.png, time_demo.png, matrix_demo.png\n";
+  std::cout << "wrote " << dir << "spectrum_demo.png, spectrum_demo_small.png, spectrum_demo_log.png, time_demo.png, matrix_demo.png\n";
   return 0;
 }

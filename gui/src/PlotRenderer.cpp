@@ -77,7 +77,7 @@ struct Fonts {
 Fonts MakeFonts(const TPlotStyle& style, const QRectF& bounds) {
   Fonts f;
   f.Base = style.FontPixels > 0 ? style.FontPixels
-                                : std::clamp(std::round(std::sqrt(bounds.width() * bounds.height()) / 66.0), 9.0, 22.0);
+                                : std::clamp(std::round(std::sqrt(bounds.width() * bounds.height()) / 66.0), 11.0, 22.0);
   f.Label = QFont(QStringLiteral("DejaVu Sans"));
   f.Label.setPixelSize(static_cast<int>(f.Base));
   f.Tick = f.Label;
@@ -468,9 +468,14 @@ void TPlotRenderer::Render(QPainter& p, const QRectF& bounds) const {
   p.drawText(QRectF(-A.height() / 2, 0, A.height(), lm.height()), Qt::AlignHCenter | Qt::AlignTop, L.YTitle);
   p.restore();
   if (!L.Title.isEmpty()) {
+    // Centred over the plot area, moved left (and shortened) when the output is too narrow.
     p.setFont(L.F.Title);
-    p.drawText(QRectF(A.left(), bounds.top(), A.width(), A.top() - bounds.top()), Qt::AlignHCenter | Qt::AlignVCenter,
-               L.Title);
+    const QFontMetricsF ttm(L.F.Title);
+    const double room = bounds.width() - 2.0 * base;
+    const QString title = ttm.elidedText(L.Title, Qt::ElideRight, room);
+    const double w = ttm.horizontalAdvance(title);
+    const double x = std::clamp(A.center().x() - w / 2, bounds.left() + base, bounds.right() - base - w);
+    p.drawText(QRectF(x, bounds.top(), w + 1, A.top() - bounds.top()), Qt::AlignLeft | Qt::AlignVCenter, title);
   }
 
   // Peak marks: a triangle pointing at the peak, centred on the pixel column of its frequency,
