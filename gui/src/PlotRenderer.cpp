@@ -26,6 +26,11 @@ const QColor kChannelColors[] = {{230, 126, 34}, {39, 150, 80}, {142, 68, 173},
 
 QString Q(const std::string& s) { return QString::fromStdString(s); }
 
+// A matrix whose Values hold all Rows x Columns cells; anything else is drawn as empty.
+bool HasMatrix(const TPlotData& d) {
+  return d.Rows > 0 && d.Columns > 0 && d.Values.size() >= static_cast<std::size_t>(d.Rows) * d.Columns;
+}
+
 std::size_t SampleCount(const TPlotData& d) {
   switch (d.Kind) {
     case pkSpectrum:
@@ -35,7 +40,7 @@ std::size_t SampleCount(const TPlotData& d) {
       return d.X.empty() ? frames : std::min(d.X.size(), frames);
     }
     case pkMatrix:
-      return static_cast<std::size_t>(std::max(0, d.Columns));
+      return HasMatrix(d) ? static_cast<std::size_t>(d.Columns) : 0;
   }
   return 0;
 }
@@ -196,7 +201,7 @@ Layout MakeLayout(const TPlotRenderer& r, const QRectF& bounds) {
   // Abscissa range.
   double xlo = kNaN, xhi = kNaN;
   if (d.Kind == pkMatrix) {
-    if (d.Columns > 0) {
+    if (HasMatrix(d)) {
       xlo = d.XStart - 0.5 * d.XStep;
       xhi = d.XStart + (d.Columns - 0.5) * d.XStep;
     }
@@ -219,13 +224,15 @@ Layout MakeLayout(const TPlotRenderer& r, const QRectF& bounds) {
     hi = std::isnan(hi) ? v : std::max(hi, v);
   };
   if (d.Kind == pkMatrix) {
-    if (d.Rows > 0) {
+    if (HasMatrix(d)) {
       ylo = d.YStart - 0.5 * d.YStep;
       yhi = d.YStart + (d.Rows - 0.5) * d.YStep;
       if (ylo > yhi) std::swap(ylo, yhi);
     }
     if (d.AutoRange) {
-      for (double v : d.Values) extend(clo, chi, r.DisplayValue(v));
+      if (HasMatrix(d))
+        for (std::size_t i = 0; i < static_cast<std::size_t>(d.Rows) * d.Columns; ++i)
+          extend(clo, chi, r.DisplayValue(d.Values[i]));
     } else {
       clo = d.RangeMin, chi = d.RangeMax;
     }
@@ -363,7 +370,7 @@ void TPlotRenderer::Render(QPainter& p, const QRectF& bounds) const {
   const std::size_t n = SampleCount(d);
   p.save();
   p.setClipRect(A.adjusted(-1, -1, 1, 1));
-  if (d.Kind == pkMatrix && d.Rows > 0 && d.Columns > 0) {
+  if (d.Kind == pkMatrix && HasMatrix(d)) {
     QImage img(d.Columns, d.Rows, QImage::Format_RGB32);
     const TAxisMapping& mc = L.Frame.Color;
     for (int r = 0; r < d.Rows; ++r) {
@@ -560,7 +567,12 @@ QImage TPlotRenderer::RenderImage(int width, int height) const {
 }
 
 void EnsureGuiApplication() {
-  if (QCoreApplication::instance() != nullptr) return;
+  if (QCoreApplication::instance() != nullptr) {
+    // Text and images need the GUI part of Qt; a console application cannot give it.
+    if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()) == nullptr)
+      throw Exception("Plotting needs a QGuiApplication, not a QCoreApplication");
+    return;
+  }
   static int argc = 3;
   static char arg0[] = "sigflow", arg1[] = "-platform", arg2[] = "offscreen";
   static char* argv[] = {arg0, arg1, arg2, nullptr};

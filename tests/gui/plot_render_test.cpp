@@ -229,6 +229,20 @@ TEST_F(PlotRender, EmptyDataDrawsAxesOnly) {
   }
 }
 
+TEST_F(PlotRender, MatrixWithTooFewValuesDrawsAsEmpty) {
+  TPlotData d;
+  d.Kind = pkMatrix;
+  d.Rows = 40;
+  d.Columns = 50;
+  d.Values.assign(1999, 1.0);  // one short
+  const TPlotRenderer r(d);
+  const QImage img = r.RenderImage(800, 500);
+  const TPlotFrame frame = r.Frame(QRectF(0, 0, 800, 500));
+  EXPECT_DOUBLE_EQ(frame.X.Max() - frame.X.Min(), 1.0);  // the default range of an empty plot
+  const QPoint centre = frame.Area.center().toPoint();
+  EXPECT_TRUE(Is(img.pixel(centre), r.Style().Background));
+}
+
 TEST_F(PlotRender, AmplitudesConvertToTheDisplayedUnit) {
   TPlotData d;
   d.DecibelFloor = -150.0;

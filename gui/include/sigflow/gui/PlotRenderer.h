@@ -63,7 +63,9 @@ private:
   TPlotStyle FStyle;
 };
 
-// Creates the Qt application object a render needs (offscreen platform) unless one exists.
+// Creates the Qt application object a render needs (a QApplication on the offscreen
+// platform) unless one exists. Raises Exception "Plotting needs a QGuiApplication, not a
+// QCoreApplication" when the program already runs a console-only application.
 void EnsureGuiApplication();
 
 // Renders data to a PNG file of width x height pixels, without a display. Raises EWriteError
