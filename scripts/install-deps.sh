@@ -14,6 +14,8 @@ PACKAGES=(
   clang-14 libclang-rt-14-dev
   # a decimal-comma locale, so tests prove text files ignore the process locale
   locales
+  # Qt 6 module (gui/): widgets and a font for offscreen rendering
+  qt6-base-dev fonts-dejavu-core
   # oracle data generation and benchmark peers (never needed by the library or its tests)
   python3-numpy python3-scipy python3-pywt libliquid-dev
 )
