@@ -84,6 +84,7 @@ struct FirState {
   double directCost = 0.0;              // estimated cost of one direct output
   std::vector<std::complex<double>, detail::AlignedAllocator<std::complex<double>>> spectrum;
   std::vector<std::complex<double>, detail::AlignedAllocator<std::complex<double>>> fftWork;
+  std::vector<double, detail::AlignedAllocator<double>> fftReal;  // real transforms' input
   const detail::FirKernelTable* kernels = nullptr;
 };
 
