@@ -277,9 +277,10 @@ void Multiply(std::complex<double>* c, const std::complex<double>* h, std::size_
   }
 }
 
-// One hop of FFT size k: count <= Hop(k) outputs as DirectRun would give them. The segment
-// of count + L - 1 inputs is zero-padded to the FFT size, so the circular wrap only spoils
-// the first L - 1 values of the product, which are not used.
+// One hop of FFT size k: count <= Hop(k) outputs as DirectRun would give them, from the
+// segment of count + L - 1 inputs. The circular wrap spoils only the first L - 1 values of
+// the product, which are not kept; so would stale values past the segment, but they are
+// zeroed so that a NaN from an earlier hop cannot spread into this one.
 void OverlapHop(FirState& s, std::size_t k, std::size_t pos, std::size_t count, double* out) {
   const std::size_t L = s.TapCount;
   const std::size_t n = s.fftSize[k];
