@@ -134,7 +134,7 @@ void BuildOverlap(FirState& s) {
       for (std::size_t j = 0; j < L; ++j) b[j] = s.coefRe[L - 1 - j];
       RealFFT(std::span(b, n), std::span(c, n / 2 + 1));
       std::copy(c, c + n / 2 + 1, s.spectrum.begin() + static_cast<std::ptrdiff_t>(s.spectrumOff[k]));
-      RealIFFT(std::span(c, n / 2 + 1), std::span(reinterpret_cast<double*>(c), n));
+      RealIFFT(std::span(c, n / 2 + 1), std::span(b, n));
     }
   }
   // The line must hold whole hops of the largest size between two moves of its history.
@@ -302,13 +302,13 @@ void OverlapHop(FirState& s, std::size_t k, std::size_t pos, std::size_t count, 
     std::memcpy(out, c + (L - 1), count * sizeof(std::complex<double>));
     return;
   }
-  // Forward out of place (FFTW's in-place real transform adds copies), inverse in place.
+  // Both transforms out of place: FFTW's in-place real transforms add copies.
   double* b = s.fftReal.data();
   std::memcpy(b, s.line.data() + (pos + 1 - L), seg * sizeof(double));
   std::fill(b + seg, b + n, 0.0);
   RealFFT(std::span(b, n), std::span(c, n / 2 + 1));
   Multiply(c, h, n / 2 + 1);
-  double* y = reinterpret_cast<double*>(c);
+  double* y = b;
   RealIFFT(std::span(c, n / 2 + 1), std::span(y, n));
   std::memcpy(out, y + (L - 1), count * sizeof(double));
 }
