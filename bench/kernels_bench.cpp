@@ -53,6 +53,25 @@ void FirSigflow(benchmark::State& state, std::size_t taps, int down, int up = 1)
   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(kStream));
 }
 
+// The FFT path against the direct form at one length, both forced; 2^20 samples in blocks
+// of 4096. The ratio of the pair is the overlap-save speedup that sets the crossover.
+void FirPath(benchmark::State& state, bool overlap) {
+  const auto& x = Stream();
+  const auto h = LowPass(static_cast<std::size_t>(state.range(0)));
+  sigflow::FirState s;
+  sigflow::FirInit(s, h, false);
+  sigflow::detail::FirUseOverlapSave(s, overlap);
+  const std::size_t n = std::size_t{1} << 20;
+  std::vector<double> y(kBlock);
+  for (auto _ : state) {
+    for (std::size_t i = 0; i < n; i += kBlock) sigflow::FirFilter(s, std::span(x).subspan(i, kBlock), y);
+    benchmark::DoNotOptimize(y.data());
+  }
+  state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(n));
+}
+void BM_FirOverlap_sigflow(benchmark::State& state) { FirPath(state, true); }
+void BM_FirOverlap_direct(benchmark::State& state) { FirPath(state, false); }
+
 void BM_Fir64_sigflow(benchmark::State& state) { FirSigflow(state, 64, 1); }
 void BM_Fir512_sigflow(benchmark::State& state) { FirSigflow(state, 512, 1); }
 void BM_Decim4_sigflow(benchmark::State& state) { FirSigflow(state, 64, 4); }
@@ -128,6 +147,10 @@ BENCHMARK(BM_Fir512_liquid)->Unit(benchmark::kMillisecond);
 
 BENCHMARK(BM_Fir64_sigflow)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Fir512_sigflow)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FirOverlap_sigflow)->Unit(benchmark::kMillisecond)
+    ->Arg(32)->Arg(48)->Arg(64)->Arg(96)->Arg(128)->Arg(192)->Arg(256)->Arg(512)->Arg(1024);
+BENCHMARK(BM_FirOverlap_direct)->Unit(benchmark::kMillisecond)
+    ->Arg(32)->Arg(48)->Arg(64)->Arg(96)->Arg(128)->Arg(192)->Arg(256)->Arg(512)->Arg(1024);
 BENCHMARK(BM_Fir64_plain)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Decim4_sigflow)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_Interp4_sigflow)->Unit(benchmark::kMillisecond);

@@ -47,6 +47,11 @@ TEST(FirFilterOracle, ComplexTapsOrComplexDataMatchLfilter) {
   CheckFir(Complex(Ref(), "hc"), Complex(Ref(), "xc"), Complex(Ref(), "fir_hc_xc"));
 }
 
+TEST(FirFilterOracle, LongFiltersOnTheFftPathMatchLfilter) {
+  CheckFir(Real(Ref(), "h512"), Real(Ref(), "x"), Real(Ref(), "fir_h512_x"));
+  CheckFir(Complex(Ref(), "h512c"), Complex(Ref(), "xc"), Complex(Ref(), "fir_h512c_xc"));
+}
+
 TEST(FirRateOracle, EveryRatePairMatchesUpfirdn) {
   const auto xs = Head(Real(Ref(), "x"), 200);
   const auto h13 = Head(Real(Ref(), "h17"), 13);

@@ -29,6 +29,13 @@ a(array("fir_h17_x", signal.lfilter(h17, 1.0, x)))
 a(array("fir_h17_xc", signal.lfilter(h17, 1.0, xc)))
 a(array("fir_hc_x", signal.lfilter(hc, 1.0, x)))
 a(array("fir_hc_xc", signal.lfilter(hc, 1.0, xc)))
+# Long filters (the FFT path): a low-pass and its shift to 0.1 of the sampling rate.
+h512 = signal.firwin(512, 0.1)
+h512c = h512 * np.exp(2j * np.pi * 0.1 * np.arange(512))
+a(array("h512", h512))
+a(array("h512c", h512c))
+a(array("fir_h512_x", signal.lfilter(h512, 1.0, x)))
+a(array("fir_h512c_xc", signal.lfilter(h512c, 1.0, xc)))
 
 
 # Rate change: the up-sampled stream of N inputs holds N*U slots; the output reads w at

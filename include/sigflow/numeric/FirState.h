@@ -74,6 +74,17 @@ struct FirState {
   std::int64_t slotIndex = 0;           // mode 2: output index the next input belongs to
   int slotPhase = 0;                    // mode 2: input phase of the next input
   std::vector<double> single;           // outputs of one sample (single-sample path)
+  // Mode 1 with long filters: FFT overlap-save over the same delay line. Runs of outputs
+  // are cut into hops of one of several power-of-two FFT sizes (or done directly when that
+  // is cheaper); every output of a block is still written in that block.
+  bool overlapSave = false;
+  std::vector<std::size_t> fftSize;     // ascending
+  std::vector<std::size_t> spectrumOff; // offset of the taps' spectrum of each size (bins)
+  std::vector<double> fftCost;          // estimated cost of one hop of each size
+  double directCost = 0.0;              // estimated cost of one direct output
+  std::vector<std::complex<double>, detail::AlignedAllocator<std::complex<double>>> spectrum;
+  std::vector<std::complex<double>, detail::AlignedAllocator<std::complex<double>>> fftWork;
+  std::vector<double, detail::AlignedAllocator<double>> fftReal;  // real transforms' input
   const detail::FirKernelTable* kernels = nullptr;
 };
 
@@ -116,6 +127,10 @@ namespace detail {
 // Test hook: runs the state on instruction-set level 0 (baseline), 1 (AVX2) or 2
 // (AVX-512), clamped to what the CPU supports. Returns the level in use.
 int FirUseKernelLevel(FirState& state, int level);
+// Test hook: switches a state with UpSample = DownSample = 1 between the direct form
+// (false) and FFT overlap-save (true), whatever its length. Returns whether overlap-save
+// is in use. Call between blocks; allocates when switching on.
+bool FirUseOverlapSave(FirState& state, bool on);
 }  // namespace detail
 
 }  // namespace sigflow
