@@ -14,6 +14,10 @@ TCollection* CheckedCollection(TCollection* Collection) {
 
 TSignalItem::TSignalItem(TCollection* Collection) : TCollectionItem(CheckedCollection(Collection)) {}
 
+TSignalItem::~TSignalItem() {
+  if (input_ && !input_->ComponentState().Contains(csDestroying)) input_->SetOnNotifyUpdate(nullptr);
+}
+
 const TPropertyTable& TSignalItem::ClassProperties() {
   static const TPropertyTable table(&TCollectionItem::ClassProperties(), {
       ComponentProperty("Input", &TSignalItem::Input, &TSignalItem::SetInput, "TSignal"),

@@ -14,6 +14,10 @@ TCollection* CheckedCollection(TCollection* Collection) {
 
 TSpectrumItem::TSpectrumItem(TCollection* Collection) : TCollectionItem(CheckedCollection(Collection)) {}
 
+TSpectrumItem::~TSpectrumItem() {
+  if (input_ && !input_->ComponentState().Contains(csDestroying)) input_->SetOnNotifyUpdate(nullptr);
+}
+
 const TPropertyTable& TSpectrumItem::ClassProperties() {
   static const TPropertyTable table(&TCollectionItem::ClassProperties(), {
       ComponentProperty("Input", &TSpectrumItem::Input, &TSpectrumItem::SetInput, "TSpectrum"),

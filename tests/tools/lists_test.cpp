@@ -160,6 +160,28 @@ TEST(SignalCollection, HandlersReachItemsAndInputs) {
   after->SetInput(nullptr);
 }
 
+TEST(SignalCollection, ConsumerGoneInputStopsNotifying) {
+  TSignal in(nullptr);
+  in.SetUsesInputs(false);
+  int calls = 0;
+  {
+    TSignal consumer(nullptr);
+    consumer.SetMultiChannel(true);
+    consumer.Inputs()->SetOnSetInput([&](TObject*) { ++calls; });
+    consumer.Inputs()->Add()->SetInput(&in);
+    in.Update();
+    EXPECT_EQ(calls, 1);
+    consumer.SetMultiChannel(false);  // frees the items
+    EXPECT_FALSE(static_cast<bool>(in.OnNotifyUpdate()));
+    consumer.SetMultiChannel(true);
+    consumer.Inputs()->SetOnSetInput([&](TObject*) { ++calls; });
+    consumer.Inputs()->Add()->SetInput(&in);
+  }
+  EXPECT_FALSE(static_cast<bool>(in.OnNotifyUpdate()));
+  in.Update();
+  EXPECT_EQ(calls, 1);
+}
+
 TEST(SignalCollection, ItemsNeedTheirCollection) {
   EXPECT_EQ(MessageOf([] { TSignalItem item(nullptr); }), "Collection = nil!");
   TComponent owner(nullptr);

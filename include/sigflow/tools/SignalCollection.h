@@ -19,6 +19,9 @@ class TSignalItem : public TCollectionItem {
 public:
   // Raises Exception "Collection = nil!" unless Collection is a TSignalCollection.
   explicit TSignalItem(TCollection* Collection);
+  // An item that goes away disconnects its input like SetInput(nil), so the input stops
+  // calling a handler of a consumer that may be gone.
+  ~TSignalItem() override;
 
   std::string ClassName() const override { return "TSignalItem"; }
   static const TPropertyTable& ClassProperties();

@@ -16,6 +16,9 @@ class TSpectrumItem : public TCollectionItem {
 public:
   // Raises Exception "Collection = nil!" unless Collection is a TSpectrumCollection.
   explicit TSpectrumItem(TCollection* Collection);
+  // An item that goes away disconnects its input like SetInput(nil), so the input stops
+  // calling a handler of a consumer that may be gone.
+  ~TSpectrumItem() override;
 
   std::string ClassName() const override { return "TSpectrumItem"; }
   static const TPropertyTable& ClassProperties();
