@@ -115,36 +115,22 @@ TEST(SpectrumArithmetic, ScaleTouchesPhaseUnlessIgnored) {
   EXPECT_EQ(s.Phase().Values(1), -40);
 }
 
-TEST(SpectrumArithmetic, ElementWiseOperations) {
+TEST(SpectrumArithmetic, PhaseFollowsUnlessIgnored) {
   TSpectrum a(nullptr), b(nullptr);
   Fill(a, {1, 2, 3}, {1, 1, 1});
   Fill(b, {4, 5, 6}, {2, 2, 2});
-  a.Add(b);
-  EXPECT_EQ(a.Amplt().Values(2), 9);
-  EXPECT_EQ(a.Phase().Values(2), 3);
-  a.Subtract(b);
-  EXPECT_EQ(a.Amplt().Values(0), 1);
   a.Mul(b);
   EXPECT_EQ(a.Amplt().Values(1), 10);
   EXPECT_EQ(a.Phase().Values(1), 2);
-  a.Divide(b);
-  EXPECT_EQ(a.Amplt().Values(1), 2);
   a.BandFlip();
-  EXPECT_EQ(a.Amplt().Values(0), 3);
-  EXPECT_EQ(a.Amplt().Values(2), 1);
-  TSpectrum c(nullptr);
-  c.Copy(b);
-  EXPECT_EQ(c.Length(), 3);
-  EXPECT_EQ(c.Amplt().Values(2), 6);
-  EXPECT_EQ(c.Phase().Values(2), 2);
-  c.SetZero();
-  EXPECT_EQ(c.Amplt().Values(2), 0);
+  EXPECT_EQ(a.Amplt().Values(0), 18);
+  EXPECT_EQ(a.Phase().Values(2), 2);
   TSpectrum d(nullptr);
   d.SetPhaseMode(pmIgnore);
   d.Size(b);
   EXPECT_EQ(d.Amplt().Length(), 3);
   EXPECT_EQ(d.Phase().Length(), 64);
-  EXPECT_THROW(a.Add(d), Exception);
+  EXPECT_THROW(a.Add(d), Exception);  // phases of unequal length
 }
 
 TEST(SpectrumConversions, FromAComplexVector) {
