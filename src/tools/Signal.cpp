@@ -185,16 +185,18 @@ std::string FormatNumber(const std::string& format, double x) {
 }  // namespace
 
 void FormatColumns(TStrings& Dst, const std::string& Header, const std::string& Separator, const std::string& Format,
-                   const std::vector<std::vector<double>>& Rows) {
+                   const std::vector<std::vector<double>>& Rows, const std::string& FirstFormat) {
   const std::string format = Format.empty() ? "%.6g" : Format;
   if (!ValidNumberFormat(format)) throw EConvertError("Invalid number format: " + Format);
+  const std::string first = FirstFormat.empty() ? format : FirstFormat;
+  if (!ValidNumberFormat(first)) throw EConvertError("Invalid number format: " + FirstFormat);
   const std::string sep = Separator.empty() ? " " : Separator;
   std::vector<std::vector<std::string>> cells;
   std::vector<std::size_t> width;
   for (const auto& row : Rows) {
     auto& line = cells.emplace_back();
     for (std::size_t c = 0; c < row.size(); ++c) {
-      line.push_back(FormatNumber(format, row[c]));
+      line.push_back(FormatNumber(c == 0 ? first : format, row[c]));
       if (width.size() <= c) width.push_back(0);
       width[c] = std::max(width[c], line.back().size());
     }

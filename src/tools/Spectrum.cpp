@@ -335,21 +335,21 @@ void TSpectrum::ComputePhaseDelay() { throw Exception("Not implemented"); }
 // ------------------------------------------------------------------ text and persistence
 
 void TSpectrum::MarksToStrings(TStrings& Dst, const std::string& Header, const std::string& Separator,
-                               const std::string& Format) const {
+                               const std::string& FreqFormat, const std::string& Format) const {
   std::vector<std::vector<double>> rows;
   for (int i = 0; i < marks_.Count(); ++i) {
     const TMarkRecord& m = marks_.Values(i);
     rows.push_back({m.Freq, m.Amplt, m.Phase, m.Time});
   }
-  FormatColumns(Dst, Header, Separator, Format, rows);
+  FormatColumns(Dst, Header, Separator, Format, rows, FreqFormat.empty() ? Format : FreqFormat);
 }
 
 void TSpectrum::ValuesToStrings(TStrings& Dst, const std::string& Header, const std::string& Separator,
-                                const std::string& Format) const {
+                                const std::string& FreqFormat, const std::string& Format) const {
   std::vector<std::vector<double>> rows;
   for (int k = 0; k < amplt_.Length(); ++k)
     rows.push_back({bandWidthL_ + k * hzRes_, amplt_.Values(k), k < phase_.Length() ? phase_.Values(k) : 0.0});
-  FormatColumns(Dst, Header, Separator, Format, rows);
+  FormatColumns(Dst, Header, Separator, Format, rows, FreqFormat.empty() ? Format : FreqFormat);
 }
 
 void TSpectrum::Assign(TPersistent* Source) {

@@ -246,16 +246,17 @@ TEST(SpectrumText, ValuesAndMarks) {
   s.SetSamplingFrequency(8);
   Fill(s, {1, 0.5, 0.25, 10}, {0, 90, -45, 180});
   TStringList out;
-  s.ValuesToStrings(out, "f a p", "", "%g");
+  s.ValuesToStrings(out, "f a p", "", "", "%g");
   ASSERT_EQ(out.Count(), 5);
   EXPECT_EQ(out.Strings(0), "f a p");
   EXPECT_EQ(out.Strings(1), "0    1   0");
   EXPECT_EQ(out.Strings(4), "3   10 180");
   s.Marks().Add({3, 10, 180, 0});
   TStringList marks;
-  s.MarksToStrings(marks, "", ";", "%.1f");
+  s.MarksToStrings(marks, "", ";", "%.3f", "%.1f");
   ASSERT_EQ(marks.Count(), 1);
-  EXPECT_EQ(marks.Strings(0), "3.0;10.0;180.0;0.0");
+  EXPECT_EQ(marks.Strings(0), "3.000;10.0;180.0;0.0");
+  EXPECT_THROW(s.MarksToStrings(marks, "", ";", "%d", ""), EConvertError);
 }
 
 TEST(SpectrumCopy, RangeOfBins) {

@@ -119,8 +119,9 @@ private:
   int channelCount_ = 1;
 };
 
-// Formats rows of numbers into text lines with right-aligned columns (shared with TSpectrum).
+// Formats rows of numbers into text lines with right-aligned columns, as MarksToStrings
+// describes; FirstFormat, when not empty, formats the first column instead of Format.
 void FormatColumns(TStrings& Dst, const std::string& Header, const std::string& Separator, const std::string& Format,
-                   const std::vector<std::vector<double>>& Rows);
+                   const std::vector<std::vector<double>>& Rows, const std::string& FirstFormat = "");
 
 }  // namespace sigflow

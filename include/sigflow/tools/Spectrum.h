@@ -156,11 +156,12 @@ public:
   virtual void ComputePhaseDelay();
 
   // Text: one line per mark (Freq, Amplt, Phase, Time) or per bin (Freq, Amplt, Phase), in
-  // the layout of TSignal::MarksToStrings.
+  // the layout of TSignal::MarksToStrings, with the frequencies formatted by FreqFormat and
+  // the other values by Format (each empty: "%.6g").
   virtual void MarksToStrings(TStrings& Dst, const std::string& Header, const std::string& Separator,
-                              const std::string& Format) const;
+                              const std::string& FreqFormat, const std::string& Format) const;
   virtual void ValuesToStrings(TStrings& Dst, const std::string& Header, const std::string& Separator,
-                               const std::string& Format) const;
+                               const std::string& FreqFormat, const std::string& Format) const;
 
   // Copies the published settings, then (unless BlockAssign) the frequency axis, Amplt,
   // Phase and marks of Source, which must be a TSpectrum.
