@@ -41,7 +41,7 @@ TEST(SpectrumTHD, ToneFiguresNeedAMark) {
 
 // A sine of amplitude A at f0 plus white Gaussian noise of deviation sigma, Hann-windowed,
 // averaged over 64 power spectra; Amplt = sqrt(mean |X|^2) over N/2 bins.
-void NoisySineSpectrum(TSpectrum& spec, double A, double f0, double sigma, double fs, int N, double h2, double h3) {
+void NoisySineSpectrum(TSpectrum& out, double A, double f0, double sigma, double fs, int N, double h2, double h3) {
   TVec window;
   Hanning(window, N, wsPeriodic);
   TVec x(N), noise(N), X;
@@ -60,10 +60,10 @@ void NoisySineSpectrum(TSpectrum& spec, double A, double f0, double sigma, doubl
     power.SetLength(N / 2);
     sum.Add(power);
   }
-  spec.SetSamplingFrequency(fs);
-  spec.Copy(sum);
-  spec.Amplt().Scale(1.0 / 64);
-  spec.Amplt().Sqrt();
+  out.SetSamplingFrequency(fs);
+  out.Copy(sum);
+  out.Amplt().Scale(1.0 / 64);
+  out.Amplt().Sqrt();
 }
 
 TEST(SpectrumNoise, SNRMatchesTheTruth) {
