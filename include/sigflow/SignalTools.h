@@ -1,6 +1,6 @@
 #pragma once
 // Umbrella header of the signal tools: the analysis base and its update protocol, signals,
-// spectra, marks, component lists and input collections.
+// spectra, marks, component lists, input collections and template streams.
 #include "sigflow/tools/Analysis.h"
 #include "sigflow/tools/AnalysisList.h"
 #include "sigflow/tools/MarkList.h"
@@ -10,3 +10,6 @@
 #include "sigflow/tools/SignalList.h"
 #include "sigflow/tools/Spectrum.h"
 #include "sigflow/tools/SpectrumCollection.h"
+#include "sigflow/tools/StreamTemplates.h"
+#include "sigflow/tools/StreamedList.h"
+#include "sigflow/tools/StringStreamList.h"
