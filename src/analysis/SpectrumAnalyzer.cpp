@@ -447,9 +447,10 @@ void TSpectrumAnalyzer::MethodCepstrum(TSignal* Src, int TargetLength, TVec& Des
   Dest.IFFT();
   Dest.Rotate(L / 2);
   if (window_ != wtRectangular) {
-    if (cepWindow_.Length() != L || windowBuiltType_ != window_) {
-      RebuildWindow(n);  // refreshes the window parameter
+    if (cepWindow_.Length() != L || cepBuiltType_ != window_ || cepBuiltParam_ != windowBuiltParam_) {
       SignalWindow(cepWindow_, window_, L, wsPeriodic, windowBuiltParam_);
+      cepBuiltType_ = window_;
+      cepBuiltParam_ = windowBuiltParam_;
     }
     sigflow::ApplyWindow(Dest, cepWindow_, 0);
   }
@@ -529,7 +530,11 @@ bool TSpectrumAnalyzer::InternalUpdate() {
   if (in == nullptr || in->Data().Length() == 0) return true;
   if (FiniteMode(averaging_) && averaged_ >= averages_) return true;
   if (lastInput_ != in) lastInput_ = in;
-  if (output_ == in) SetOutput(nullptr);
+  if (output_ == in) {
+    // Cleared without the setter: it would recompute from inside this update.
+    output_->RemoveFreeNotification(this);
+    output_ = nullptr;
+  }
   if (lastOutput_ != output_) lastOutput_ = output_;
 
   if (output_) CrossSpectrum(in, output_);

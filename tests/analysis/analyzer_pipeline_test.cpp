@@ -192,6 +192,23 @@ TEST(AnalyzerMethod, SpectrumOfInputIsScaledComplexSpectrum) {
   }
 }
 
+TEST(AnalyzerMethod, CepstrumFollowsWindowChanges) {
+  const auto x = Noise(100, 4);
+  AnalyzerRig a, b;
+  SetReal(a.input, x, 100);
+  SetReal(b.input, x, 100);
+  a.analyzer.SetMethod(smRealCepstrum);
+  b.analyzer.SetMethod(smRealCepstrum);
+  a.analyzer.SetWindow(wtHanning);
+  a.analyzer.Update();
+  a.analyzer.SetWindow(wtBlackman);
+  a.analyzer.Update();
+  b.analyzer.SetWindow(wtBlackman);
+  b.analyzer.Update();
+  ASSERT_EQ(a.analyzer.Amplt().Length(), 64);
+  for (int k = 0; k < 64; ++k) EXPECT_EQ(a.analyzer.Amplt().Values(k), b.analyzer.Amplt().Values(k)) << k;
+}
+
 // Amplitude the analyzer must show for an AR model A = [1, a1..ap] in a transform of L.
 void ExpectModelSpectrum(const TSpectrumAnalyzer& an, const std::vector<double>& a, int L, double scale) {
   const auto A = Dft(a, L);

@@ -234,6 +234,8 @@ private:
   int windowBuiltLength_ = -1;
   TSignalWindowType windowBuiltType_ = wtRectangular;
   double windowBuiltParam_ = 0;
+  TSignalWindowType cepBuiltType_ = wtRectangular;
+  double cepBuiltParam_ = 0;
   TSpectrum* avg_ = nullptr;
   TSpectrum* prevAvg_ = nullptr;
   TSpectrum* stdDev_ = nullptr;
