@@ -556,7 +556,7 @@ bool TSpectrumAnalyzer::InternalUpdate() {
   if (onAfterAverage_) onAfterAverage_(this);
   if (avg_) {
     Amplt().Copy(avg_->Amplt());
-    Phase().Copy(avg_->Phase());
+    if (PhaseMode() != pmIgnore) Phase().Copy(avg_->Phase());
   }
 
   peakSamplingFrequency_ = SamplingFrequency();
@@ -570,7 +570,14 @@ bool TSpectrumAnalyzer::InternalUpdate() {
     LogAmplt(10, spanDb_, referenceMax_, logType_ == ltAbsolute);
     RunPeakLogStep();
   }
-  MinMax();
+  MinMaxAmplt();
+  // Without a phase (pmIgnore) the phase vector holds zeros: no need to scan it.
+  if (PhaseMode() == pmIgnore && Phase().Length() > 0) {
+    SetMinPhase(0);
+    SetMaxPhase(0);
+  } else {
+    MinMaxPhase();
+  }
   return true;
 }
 
@@ -711,9 +718,10 @@ void TSpectrumAnalyzer::ComplexAveraging() {
   if (cplxAvg_->Length() != spectrum_.Length()) averaged_ = 0;
   if (averaged_ > 0) {
     const double N = averaging_ == avCplxExponentInf ? double(expDecay_) : double(averaged_) + 1;
+    const double inv = 1.0 / N;
     TCplx* m = cplxAvg_->CData();
     const TCplx* x = spectrum_.CData();
-    for (int i = 0; i < spectrum_.Length(); ++i) m[i] = (m[i] * (N - 1) + x[i]) / N;
+    for (int i = 0; i < spectrum_.Length(); ++i) m[i] = (m[i] * (N - 1) + x[i]) * inv;
   } else {
     cplxAvg_->Copy(spectrum_);
   }
@@ -756,10 +764,11 @@ void TSpectrumAnalyzer::LinearAveraging() {
       prevAvg_->Amplt().Copy(avg_->Amplt());
       prevAvg_->Phase().Copy(avg_->Phase());
     }
+    const double inv = 1.0 / N;
     auto step = [&](TVec& mean, const TVec& cur, const TVec* old, TVec* dev) {
       double* m = mean.Data();
       const double* x = cur.Data();
-      for (int i = 0; i < n; ++i) m[i] = (m[i] * (N - 1) + x[i]) / N;
+      for (int i = 0; i < n; ++i) m[i] = (m[i] * (N - 1) + x[i]) * inv;
       if (!dev) return;
       const double kk = double(k);
       double* s = dev->Data();
@@ -770,7 +779,9 @@ void TSpectrumAnalyzer::LinearAveraging() {
       }
     };
     step(avg_->Amplt(), Amplt(), sd ? &prevAvg_->Amplt() : nullptr, sd ? &stdDev_->Amplt() : nullptr);
-    step(avg_->Phase(), Phase(), sd ? &prevAvg_->Phase() : nullptr, sd ? &stdDev_->Phase() : nullptr);
+    // Without a phase (pmIgnore) there is nothing to average: it stays zero.
+    if (PhaseMode() != pmIgnore)
+      step(avg_->Phase(), Phase(), sd ? &prevAvg_->Phase() : nullptr, sd ? &stdDev_->Phase() : nullptr);
   } else {
     avg_->Amplt().Copy(Amplt());
     avg_->Phase().Copy(Phase());
