@@ -462,6 +462,7 @@ void TSpectrumAnalyzer::FinishTwoSided(TSignal* Src, TVec& Dest, bool KeepNyquis
   const int L = transformLength_;
   rotated_ = false;
   twoSidedDoubled_ = false;
+  oneSided_ = false;
   double bins = Dest.Length();
   if (method_ == smCZT) {
     // The zoom gives exactly the bins asked for; a real signal shows one side.
@@ -479,6 +480,7 @@ void TSpectrumAnalyzer::FinishTwoSided(TSignal* Src, TVec& Dest, bool KeepNyquis
   } else {
     Dest.SetLength(KeepNyquist ? L / 2 + 1 : L / 2);
     bins = L / 2;
+    oneSided_ = true;
   }
   amplitudeFactor_ = bins > 0 ? WindowScaleFactor() * scaleFactor_ * zeroPaddingRatio_ / bins : 1.0;
 }
@@ -611,6 +613,7 @@ void TSpectrumAnalyzer::ApplySpectrumType() {
       a[i] = z.real() * f;
       p[i] = z.imag() * f;
     }
+    if (oneSided_ && method_ == smFFT && output_ == nullptr && N > 0) a[0] *= 0.5, p[0] *= 0.5;
     return;
   }
   double s = f;
@@ -623,6 +626,9 @@ void TSpectrumAnalyzer::ApplySpectrumType() {
     const double* z = X.Data();
     for (int i = 0; i < N; ++i) a[i] = std::abs(z[i]) * s;
   }
+  // One-sided scaling doubles every bin for the negative frequency it stands for; 0 Hz has
+  // none, so it shows the DC level (as the spectrum's RMS and power sums expect).
+  if (oneSided_ && method_ == smFFT && output_ == nullptr && N > 0) a[0] *= 0.5;
   if (PhaseMode() == pmIgnore) {
     phase.SetZero();
   } else {

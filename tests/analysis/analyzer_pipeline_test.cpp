@@ -91,8 +91,26 @@ TEST(AnalyzerAmplitude, FrameOfAnyLengthKeepsEverySample) {
   EXPECT_EQ(r.analyzer.TransformLength(), 1024);
   EXPECT_DOUBLE_EQ(r.analyzer.ZeroPaddingRatio(), 1.024);
   ASSERT_EQ(r.analyzer.Amplt().Length(), 512);
-  for (int k = 0; k < 512; k += 37) EXPECT_NEAR(r.analyzer.Amplt().Values(k), 2.0 / 1000, 1e-15) << k;
+  for (int k = 1; k < 512; k += 37) EXPECT_NEAR(r.analyzer.Amplt().Values(k), 2.0 / 1000, 1e-15) << k;
+  EXPECT_NEAR(r.analyzer.Amplt().Values(0), 1.0 / 1000, 1e-15);  // 0 Hz has no mirror to fold in
   EXPECT_NEAR(r.analyzer.HzRes(), 1000.0 / 1024, 1e-12);
+}
+
+TEST(AnalyzerAmplitude, MeasurementsOfTheResult) {
+  // DC level D plus a sine A: 0 Hz shows D, and the spectrum's RMS is sqrt(D^2 + A^2 / 2).
+  const double D = 0.4, A = 1.2;
+  auto x = Sine(512, 512, A, 40);
+  for (double& v : x) v += D;
+  AnalyzerRig r;
+  SetReal(r.input, x, 512);
+  r.analyzer.SetDCDump(false);
+  r.analyzer.Update();
+  EXPECT_NEAR(r.analyzer.Amplt().Values(0), D, 1e-12);
+  EXPECT_NEAR(r.analyzer.Amplt().Values(40), A, 1e-12);
+  EXPECT_NEAR(r.analyzer.RMS(), std::sqrt(D * D + A * A / 2), 1e-12);
+  r.analyzer.SetSpectrumType(stPower);
+  r.analyzer.Update();
+  EXPECT_NEAR(r.analyzer.Amplt().Values(0), D * D, 1e-12);
 }
 
 TEST(AnalyzerAmplitude, Integration) {

@@ -11,7 +11,8 @@
 // Scaling: the transform length is the smallest power of two not below the frame, times
 // ZeroPadding; the amplitude factor WindowScaleFactor * ScaleFactor * (transform length /
 // frame length) / (bins of the result) makes a sine of amplitude A at a bin centre read A in
-// the one-sided spectrum of a real signal (A / 2 on each side of a two-sided one).
+// the one-sided spectrum of a real signal (A / 2 on each side of a two-sided one); there the
+// 0 Hz bin of an FFT auto-spectrum shows the DC level (half the scaled bin).
 //
 // Averaging (Averaging, Averages, Averaged, ExpDecay, CalcStdDev, StdDev): the finite modes
 // avLinear, avPeakHold and avCplxLinear freeze the result once Averaged reaches Averages;
@@ -245,6 +246,7 @@ private:
   TSignal* lastOutput_ = nullptr;
   bool twoSidedDoubled_ = false;
   bool rotated_ = false;
+  bool oneSided_ = false;  // real signal, bins 0 .. L/2 - 1
   double peakSamplingFrequency_ = 0, peakHzRes_ = 0;
 
   TSpectrumBandsAnalyzer* bands_ = nullptr;
