@@ -182,7 +182,7 @@ void TSpectrumAnalyzer::ResetAveraging() {
   if (autoCalculate_) Update();
 }
 
-void TSpectrumAnalyzer::SetSpectrumCZT(const TSpectrumCZT* Value) {
+void TSpectrumAnalyzer::SeTSpectrumCZT(const TSpectrumCZT* Value) {
   if (Value) czt_->Assign(const_cast<TSpectrumCZT*>(Value));
 }
 

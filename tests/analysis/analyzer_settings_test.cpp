@@ -122,7 +122,7 @@ TEST(AnalyzerSettings, StreamAndAssignCopySettings) {
   }
   TSpectrumCZT z(nullptr);
   z.SetStartFrequency(0.1);
-  c.SetSpectrumCZT(&z);
+  c.SeTSpectrumCZT(&z);
   EXPECT_EQ(c.CZT()->StartFrequency(), 0.1);
   EXPECT_EQ(c.CZT()->StopFrequency(), 0.5);
 }

@@ -100,7 +100,8 @@ public:
 
   // Owned sub-objects; the setters copy into them.
   TSpectrumCZT* CZT() const { return czt_; }
-  void SetSpectrumCZT(const TSpectrumCZT* Value);
+  void SeTSpectrumCZT(const TSpectrumCZT* Value);
+  void SetSpectrumCZT(const TSpectrumCZT* Value) { SeTSpectrumCZT(Value); }
   // Null until the peak and band analyzers are wired in.
   TSpectrumPeaksAnalyzer* Peaks() const { return peaks_; }
   TSpectrumBandsAnalyzer* Bands() const { return bands_; }
