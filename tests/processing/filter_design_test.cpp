@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "sigflow/core/Exceptions.h"
+#include "sigflow/core/Persistence.h"
 #include "sigflow/numeric/IirDesign.h"
 #include "sigflow/processing/SignalFilter.h"
 #include "sigflow/processing/SignalFilterList.h"
@@ -373,6 +374,43 @@ TEST(FilterDesign, DesignsMeetEveryBandOfTheirTemplate) {
               << t.name << ", " << m.name << ", pass band from " << b.StartFrequency << ": gain " << worst;
       }
     }
+}
+
+TEST(FilterPersistence, TreeKeepsSettingsTemplatesAndExternalTaps) {
+  TComponent root(nullptr);
+  root.SetName("Form");
+  auto* f = new TSignalFilter(&root);
+  f->SetName("Filter");
+  f->SetResponse(rstIIR);
+  f->SetIirMethod(imElliptic);
+  f->SetDownSample(4);
+  f->SetDownDelay(3);
+  UseBands(*f, {Band(0, 0.2, 1, 0.5, 1.5, 1), Band(0.3, 1, 0, 50, 0, 2)});
+  f->Filters()->AddCopyTemplate("copy");
+  f->Bands()->Items(1)->Ripple = 70;
+  f->SetExternalTaps(true);
+  f->Taps().SetLength(3);
+  f->Taps().SetValues(1, -0.125);
+  f->Filters()->Consolidate();  // the tree writes the store, not the working copy
+  const std::string text = SaveComponentTreeToString(root);
+
+  TComponent back(nullptr);
+  back.SetName("Form");
+  LoadComponentTreeFromString(back, text);
+  auto* g = dynamic_cast<TSignalFilter*>(back.FindComponent("Filter"));
+  ASSERT_NE(g, nullptr);
+  EXPECT_EQ(g->Response(), rstIIR);
+  EXPECT_EQ(g->IirMethod(), imElliptic);
+  EXPECT_EQ(g->DownDelay(), 3);
+  ASSERT_EQ(g->Taps().Length(), 3);
+  EXPECT_EQ(g->Taps().Values(1), -0.125);
+  ASSERT_EQ(g->Filters()->Templates()->Count(), 2);
+  EXPECT_EQ(g->Filters()->TemplateIndex(), 1);
+  ASSERT_EQ(g->Bands()->Count(), 2);
+  EXPECT_EQ(g->Bands()->Items(1)->Ripple, 70);
+  EXPECT_EQ(g->Bands()->Items(0)->Extra, 1.5);
+  g->Filters()->SetTemplateIndex(0);
+  EXPECT_EQ(g->Bands()->Items(1)->Ripple, 50);
 }
 
 TEST(SignalFilterList, MakesSignalFilters) {
