@@ -177,6 +177,7 @@ TPropValue ReadValue(const Json& J, const TPropInfo& P, const std::string& Path)
 // ------------------------------------------------------------------ writing
 
 Json WriteObject(TPersistent& Object, const TWriteScope& Scope, const std::string& Path) {
+  Object.BeforeWrite();
   Json node = Json::object();
   Json props = Json::object();
   for (const TPropInfo* p : Object.Properties().All()) {

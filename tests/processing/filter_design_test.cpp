@@ -391,7 +391,6 @@ TEST(FilterPersistence, TreeKeepsSettingsTemplatesAndExternalTaps) {
   f->SetExternalTaps(true);
   f->Taps().SetLength(3);
   f->Taps().SetValues(1, -0.125);
-  f->Filters()->Consolidate();  // the tree writes the store, not the working copy
   const std::string text = SaveComponentTreeToString(root);
 
   TComponent back(nullptr);

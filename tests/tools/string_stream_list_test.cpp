@@ -251,6 +251,14 @@ TEST(StringStreamListTree, TemplateSelectionSurvivesTheTree) {
   EXPECT_EQ(d.Work().Values(), std::vector<std::int32_t>{9});
   EXPECT_EQ(d.Bands()->Templates()->Streams(1)->Size(), 8);
 
+  // Unsaved edits of the working copy are part of what a tree save writes.
+  TBandHolder e(nullptr);
+  e.Bands()->AddTemplate("Edited");
+  e.Work().Append(5);
+  TBandHolder f(nullptr);
+  LoadComponentTreeFromString(f, SaveComponentTreeToString(e));
+  EXPECT_EQ(f.Work().Values(), std::vector<std::int32_t>{5});
+
   // Outside a tree load an index past the store stays unselected, even after a later load.
   TBandHolder c(nullptr);
   c.Bands()->SetTemplateIndex(1);

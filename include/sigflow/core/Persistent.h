@@ -41,6 +41,10 @@ public:
 
   virtual void DefineProperties(TFiler& Filer) {}
 
+  // Called by the writers (component trees, settings streams) before anything of the object
+  // is written, so it can bring stored state up to date, e.g. save a working copy back.
+  virtual void BeforeWrite() {}
+
 protected:
   virtual void AssignTo(TPersistent* Dest);
   [[noreturn]] void AssignError(TPersistent* Source);

@@ -57,6 +57,8 @@ public:
 
   // Saves the working copy into its entry and loads it again.
   void Consolidate();
+  // Writers store the store, so unsaved edits of the working copy go into it first.
+  void BeforeWrite() override { Consolidate(); }
 
   // A new template holding what a cleared working copy writes, then selected.
   virtual void AddTemplate(const std::string& Name);
