@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <complex>
+#include <functional>
 #include <limits>
 
 #include "sigflow/core/ClassRegistry.h"
@@ -178,6 +179,10 @@ void TSignalGenerator::InitFunc(TFuncSignalRecord& Line) {
   if (fs == 0) throw Exception("SamplingFrequency = 0");
   const double* p = Line.Params;
   const double phase = DegToRad(p[1]);
+  // The waveform state lives with the slot, so only slots can be started.
+  const std::less<const TFuncSignalRecord*> before;
+  if (before(&Line, slots_.data()) || !before(&Line, slots_.data() + slots_.size()))
+    throw Exception("Line is not a slot of this generator");
   TFuncState& st = *states_[std::size_t(&Line - slots_.data())];
   switch (Line.FuncType) {
     case funSine:

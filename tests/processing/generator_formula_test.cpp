@@ -362,3 +362,12 @@ TEST(GeneratorFormula, SteadyStateAllocatesNothing) {
   EXPECT_EQ(g.g.ComputeMessage(), "");
   EXPECT_EQ(c.g.ComputeMessage(), "");
 }
+
+TEST(GeneratorFormula, OnlySlotsCanBeStarted) {
+  Gen g("sine(1000,0,1)", 16);
+  TFuncSignalRecord stray;
+  EXPECT_THROW(g.g.InitFunc(stray), Exception);
+  EXPECT_THROW(g.g.Slots(21), EListError);
+  g.g.InitFunc(g.g.Slots(20));
+  EXPECT_NE(g.g.Slots(20).State, nullptr);
+}
