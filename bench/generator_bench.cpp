@@ -59,3 +59,17 @@ static void BM_FiveLineFormula_sigflow(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * state.range(0));
 }
 BENCHMARK(BM_FiveLineFormula_sigflow)->Arg(4096);
+
+// Five lines whose functions are all sines: the cost of the evaluation itself, without the
+// slower phase-counter waveforms.
+static void BM_FiveLineSines_sigflow(benchmark::State& state) {
+  sigflow::TSignalGenerator g(nullptr);
+  Setup(g, "sine(1000,0,1) sine(50,0,0.5) + sine(300,0,1) *", int(state.range(0)));
+  for (auto _ : state) {
+    g.Update();
+    benchmark::DoNotOptimize(g.Data().Data());
+    benchmark::ClobberMemory();
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+BENCHMARK(BM_FiveLineSines_sigflow)->Arg(4096);
