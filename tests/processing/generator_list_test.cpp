@@ -180,6 +180,21 @@ TEST(FuncSignalText, ParsesAndFormats) {
   list2.SaveToStream(b);
   EXPECT_EQ(a.Bytes(), b.Bytes());
 
+  // The guide's example image.
+  TFuncSignalList ex;
+  for (const auto& r : ParseFormula("sine(1000,0,1) +")) ex.Add(r);
+  TMemoryStream img;
+  ex.SaveToStream(img);
+  std::vector<std::uint8_t> want(228, 0);
+  want[71] = 2;
+  want[76] = 1; want[79] = 0x0a;
+  PutLE(want, 76 + 5, std::bit_cast<std::uint64_t>(1000.0), 8);
+  PutLE(want, 76 + 21, std::bit_cast<std::uint64_t>(1.0), 8);
+  want[76 + 61] = 1;
+  want[152] = 1; want[153] = 1; want[154] = 0x11;
+  want[152 + 61] = 1;
+  EXPECT_EQ(img.Bytes(), want);
+
   for (const char* bad : {"sine(1,2", "sine(1,x)", "wobble(3)", "sine(1,2,3,4,5,6,7,8)", "sine:z(1)", "sine(1))", "sine(1)x"}) {
     EXPECT_THROW(ParseFormula(bad), EConvertError) << bad;
   }
