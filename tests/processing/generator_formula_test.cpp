@@ -256,6 +256,14 @@ TEST(GeneratorFormula, LinesThatAreNotContinuousRepeatTheirFirstBlock) {
   s.g.ResyncFunction(0);
   EXPECT_EQ(s.Block(), b0);
   EXPECT_NE(s.Block(), b0);
+  // A parameter change prepares again, which restarts every line.
+  s.g.ParamUpdate(nullptr);
+  EXPECT_FALSE(s.g.Prepared());
+  EXPECT_EQ(s.Block(), b0);
+  EXPECT_TRUE(s.g.Prepared());
+  s.g.SetLength(250);
+  auto shorter = s.Block();
+  EXPECT_EQ(shorter, std::vector<double>(b0.begin(), b0.begin() + 250));
 }
 
 TEST(GeneratorFormula, ComplexToneAboveHalfTheSamplingFrequencyIsConjugated) {
