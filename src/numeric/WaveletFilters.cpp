@@ -49,8 +49,16 @@ TWaveletFilters WaveletFilters(TWaveletType Type, int P1, int P2) {
       f.RecHigh = {1 / 128.0, 7 / 128.0, 22 / 128.0, -22 / 128.0, -7 / 128.0, -1 / 128.0};
       return f;
     }
-    case wvLinSpline:
-      throw EFilterDesignError("Wavelet filters not available: LinSpline");
+    case wvLinSpline: {
+      // The linear-spline member of the same dyadic family: H = cos^2(w/2) (the hat
+      // function), G = {-2, 2}, and K solving |H|^2 + G K = 1 (derivation in the docs).
+      TWaveletFilters f;
+      f.DecLow = {0.25, 0.5, 0.25};
+      f.DecHigh = {-2.0, 2.0};
+      f.RecLow = f.DecLow;
+      f.RecHigh = {1 / 32.0, 5 / 32.0, -5 / 32.0, -1 / 32.0};
+      return f;
+    }
     default:
       break;
   }

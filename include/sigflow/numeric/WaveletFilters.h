@@ -33,7 +33,7 @@ struct TWaveletFilters {
 //                   RecLow = H reversed, RecHigh K = {1,7,22,-22,-7,-1}/128 (their
 //                   normalisation: H sums to 1; |H|^2 + G K = 1 in their phase convention).
 //                   The filters have different lengths and the relations above do not hold.
-//   wvLinSpline     not available (throws).
+//   wvLinSpline     linear-spline dyadic filters (see docs/filter-design.md).
 // Throws EFilterDesignError for parameters outside these ranges.
 TWaveletFilters WaveletFilters(TWaveletType Type, int P1, int P2);
 
