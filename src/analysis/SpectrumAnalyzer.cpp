@@ -6,6 +6,8 @@
 #include <numbers>
 
 #include "sigflow/analysis/SpectrumAnalyzerList.h"
+#include "sigflow/analysis/SpectrumBandsAnalyzer.h"
+#include "sigflow/analysis/SpectrumPeaksAnalyzer.h"
 #include "sigflow/core/ClassRegistry.h"
 #include "sigflow/core/Exceptions.h"
 #include "sigflow/numeric/AutoRegressive.h"
@@ -22,7 +24,9 @@ bool ComplexMode(TAveraging a) { return a == avCplxLinear || a == avCplxLinearIn
 }  // namespace
 
 TSpectrumAnalyzer::TSpectrumAnalyzer(TComponent* AOwner) : TSpectrum(AOwner) {
-  // TODO: create Bands and Peaks (owner: this analyzer) once those classes are merged.
+  // The band analyzer reads the peaks (fnNthPeak, fnOrder), so the peaks come first.
+  peaks_ = new TSpectrumPeaksAnalyzer(this, this);
+  bands_ = new TSpectrumBandsAnalyzer(this, this, peaks_);
   czt_ = new TSpectrumCZT(this);
   spectrum_.SetComplex(true);
   spectrumType_ = stAmplt;
@@ -46,7 +50,8 @@ TSpectrumAnalyzer::TSpectrumAnalyzer(TComponent* AOwner) : TSpectrum(AOwner) {
 }
 
 TSpectrumAnalyzer::~TSpectrumAnalyzer() {
-  // TODO: free Bands and Peaks here once they are created by the constructor.
+  delete bands_;
+  delete peaks_;
   delete czt_;
   delete cplxAvg_;
   delete impulse_;
@@ -86,7 +91,8 @@ const TPropertyTable& TSpectrumAnalyzer::ClassProperties() {
       Property("ConjFlip", &A::ConjFlip, &A::SetConjFlip, true),
       Property("ConjExtend", &A::ConjExtend, &A::SetConjExtend, false),
       ObjectProperty("CZT", &A::CZT),
-      // TODO: publish Peaks and Bands (ObjectProperty) once those classes are merged.
+      ObjectProperty("Peaks", &A::Peaks),
+      ObjectProperty("Bands", &A::Bands),
       Property("AutoCalculate", &A::AutoCalculate, &A::SetAutoCalculate, false),
   });
   return table;
@@ -583,18 +589,36 @@ bool TSpectrumAnalyzer::InternalUpdate() {
   return true;
 }
 
+void TSpectrumAnalyzer::SetPeaks(TSpectrumPeaksAnalyzer* Value) {
+  if (Value && Value != peaks_) peaks_->Assign(Value);
+}
+
+void TSpectrumAnalyzer::SetBands(TSpectrumBandsAnalyzer* Value) {
+  if (Value && Value != bands_) bands_->Assign(Value);
+}
+
+double TSpectrumAnalyzer::PeakApproximate(double Freq) { return peaks_->Approximate(Freq); }
+
+void TSpectrumAnalyzer::FilterPeak(int Index) { peaks_->Filter(Index); }
+
 void TSpectrumAnalyzer::RunPeakStep() {
-  if (onPeaksUpdate_) onPeaksUpdate_(this);
-  // TODO: else Peaks->Update() once the peak analyzer is merged.
+  if (onPeaksUpdate_) {
+    onPeaksUpdate_(this);
+  } else {
+    peaks_->Update();
+  }
 }
 
 void TSpectrumAnalyzer::RunBandStep() {
-  if (onBandsUpdate_) onBandsUpdate_(this);
-  // TODO: else Bands->Update() once the band analyzer is merged.
+  if (onBandsUpdate_) {
+    onBandsUpdate_(this);
+  } else {
+    bands_->Update();
+  }
 }
 
 void TSpectrumAnalyzer::RunPeakLogStep() {
-  // TODO: Peaks->LogAmplt(...) with the arguments of the spectrum's own conversion.
+  peaks_->LogAmplt(10, spanDb_, referenceMax_, logType_ == ltAbsolute);
 }
 
 void TSpectrumAnalyzer::ApplySpectrumType() {

@@ -102,9 +102,11 @@ public:
   TSpectrumCZT* CZT() const { return czt_; }
   void SeTSpectrumCZT(const TSpectrumCZT* Value);
   void SetSpectrumCZT(const TSpectrumCZT* Value) { SeTSpectrumCZT(Value); }
-  // Null until the peak and band analyzers are wired in.
+  // The owned peak and band analyzers; the setters copy into them.
   TSpectrumPeaksAnalyzer* Peaks() const { return peaks_; }
+  void SetPeaks(TSpectrumPeaksAnalyzer* Value);
   TSpectrumBandsAnalyzer* Bands() const { return bands_; }
+  void SetBands(TSpectrumBandsAnalyzer* Value);
   // Standard deviation of amplitude and phase per bin; null unless CalcStdDev with an
   // amplitude averaging mode has run. SetStdDev copies into it when it exists.
   TSpectrum* StdDev() const { return stdDev_; }
@@ -173,6 +175,9 @@ public:
   // unwrapped phase.
   void ComputeGroupDelay() override;
   void ComputePhaseDelay() override;
+  // Forwarded to Peaks.
+  double PeakApproximate(double Freq) override;
+  void FilterPeak(int Index) override;
 
   void Assign(TPersistent* Source) override;
 
