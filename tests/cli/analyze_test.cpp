@@ -52,6 +52,12 @@ TEST(CliAnalyze, AveragingModesWindowsAndFrameCounts) {
   const auto mean = RunJson({"analyze", "--json"});
   EXPECT_GT(hold["noise_floor_db"].get<double>(), mean["noise_floor_db"].get<double>() + 3);
   EXPECT_NEAR(hold["peaks"][0]["amplitude"].get<double>(), 1.0, 1e-4);
+  // Exponential averaging keeps steady tones and the mean noise level, only noisier.
+  const auto expo = RunJson({"analyze", "--json", "--averaging", "exponential", "--averages", "4"});
+  EXPECT_EQ(expo["frames_averaged"].get<int>(), mean["frames_averaged"].get<int>());
+  EXPECT_NEAR(expo["peaks"][0]["frequency"].get<double>(), 1000.0, 0.001);
+  EXPECT_NEAR(expo["thd_percent"].get<double>(), 1.044, 0.005);
+  EXPECT_NEAR(expo["noise_floor_db"].get<double>(), mean["noise_floor_db"].get<double>(), 1.0);
 
   // A Hann window leaks far more: the distortion reading still holds within its leakage.
   const auto hann = RunJson({"analyze", "--json", "--window", "hann", "--zero-padding", "2"});
