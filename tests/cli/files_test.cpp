@@ -178,3 +178,43 @@ TEST(CliConvert, PrecisionRoundingScaleAndRecordChoice) {
 
 }  // namespace
 }  // namespace sigflow::test
+
+namespace sigflow::test {
+namespace {
+
+// Output of a command run with a terminal for its stdout and stderr (script(1) gives one).
+std::string RunOnTerminal(const std::vector<std::string>& args) {
+  std::string inner = Quote(SIGFLOW_CLI_EXE);
+  for (const auto& a : args) inner += " " + Quote(a);
+  FILE* p = ::popen(("script -qec " + Quote(inner) + " /dev/null 2>&1").c_str(), "r");
+  std::string out;
+  if (!p) return out;
+  char buf[4096];
+  std::size_t n;
+  while ((n = std::fread(buf, 1, sizeof buf, p)) > 0) out.append(buf, n);
+  ::pclose(p);
+  return out;
+}
+
+TEST(CliProgress, BarOnlyOnATerminalAndOnlyForLongWork) {
+  if (std::system("script -qec true /dev/null >/dev/null 2>&1") != 0) GTEST_SKIP() << "script(1) not available";
+  TCliScratch dir;
+  const std::string longWav = dir.File("long.wav"), shortWav = dir.File("short.wav");
+  auto w = TSignalFileWriter::Create(longWav, ffWav, prSmallInt);
+  w->WriteBlock(Samples(8 * 8000, 1, 0), 8000, 1);  // 8 s
+  w->Close();
+  w = TSignalFileWriter::Create(shortWav, ffWav, prSmallInt);
+  w->WriteBlock(Samples(2 * 8000, 1, 0), 8000, 1);  // 2 s
+  w->Close();
+  const std::string bar = RunOnTerminal({"convert", longWav, dir.File("l.dat")});
+  EXPECT_NE(bar.find("\rconvert ["), std::string::npos) << bar;
+  EXPECT_NE(bar.find("] 100%"), std::string::npos) << bar;
+  EXPECT_EQ(RunOnTerminal({"convert", shortWav, dir.File("s.dat")}), "");
+  // The same long work with stderr not a terminal stays silent.
+  const TRun piped = RunCli({"info", longWav});
+  EXPECT_EQ(piped.Status, 0);
+  EXPECT_EQ(piped.Err, "");
+}
+
+}  // namespace
+}  // namespace sigflow::test
