@@ -31,6 +31,7 @@ TCommand NotAvailable(const std::string& name) {
 }  // namespace
 
 void RegisterPending(CLI::App& app, TCommand* selected) {
+  // The parser writes into these while it runs: the callbacks keep them alive.
   auto o = std::make_shared<TPendingOptions>();
 
   CLI::App* gen = app.add_subcommand("generate", "Write a generated test signal to a file (not available yet)");
@@ -43,7 +44,10 @@ void RegisterPending(CLI::App& app, TCommand* selected) {
   gen->add_option("--duration", o->Duration, "Length in seconds");
   gen->add_option("--channels", o->Channels, "Channel count");
   gen->add_option("--precision", o->Precision, "Storage precision (as for convert)");
-  gen->callback([selected] { *selected = NotAvailable("generate"); });
+  gen->callback([o, selected] {
+    (void)o;
+    *selected = NotAvailable("generate");
+  });
 
   CLI::App* flt = app.add_subcommand("filter", "Filter a signal file into another (not available yet)");
   flt->add_option("in", o->In, "Input signal file");
@@ -55,12 +59,18 @@ void RegisterPending(CLI::App& app, TCommand* selected) {
   flt->add_option("--cutoff2", o->Cutoff2, "Upper edge of band filters in Hz");
   flt->add_option("--ripple", o->Ripple, "Pass-band ripple in dB");
   flt->add_option("--attenuation", o->Attenuation, "Stop-band attenuation in dB");
-  flt->callback([selected] { *selected = NotAvailable("filter"); });
+  flt->callback([o, selected] {
+    (void)o;
+    *selected = NotAvailable("filter");
+  });
 
   CLI::App* run = app.add_subcommand("run", "Run a chain of components described in a chain file (not available yet)");
   run->add_option("chain", o->In, "Chain file");
   run->add_option("--set", o->Sets, "Override a property: COMPONENT.PROPERTY=VALUE (repeatable)");
-  run->callback([selected] { *selected = NotAvailable("run"); });
+  run->callback([o, selected] {
+    (void)o;
+    *selected = NotAvailable("run");
+  });
 }
 
 }  // namespace sigflow::cli
