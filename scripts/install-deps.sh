@@ -7,7 +7,7 @@ PACKAGES=(
   # build
   cmake ninja-build g++ ccache pkg-config
   # libraries
-  libfftw3-dev nlohmann-json3-dev libsndfile1-dev
+  libfftw3-dev nlohmann-json3-dev libsndfile1-dev libcli11-dev
   # tests and benchmarks
   libgtest-dev libgmock-dev libbenchmark-dev
   # fuzzing (libFuzzer) and sanitizers with clang
