@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 #include <limits>
 #include <numbers>
 
@@ -249,6 +250,54 @@ double TSpectrumAnalyzer::WindowScaleFactor() const {
     case wtExponential: return 2.55832615;
   }
   return 1.0;
+}
+
+namespace {
+double Sinc(double x) {
+  const double px = std::numbers::pi * x;
+  return std::abs(px) < 1e-12 ? 1.0 : std::sin(px) / px;
+}
+
+// Transform of a periodic cosine-sum window over its own bins, sum a0 + sum am/2 shifted pairs.
+double CosineSumKernel(double d, std::initializer_list<double> a) {
+  double v = 0;
+  int m = 0;
+  for (double c : a) {
+    v += m == 0 ? c * Sinc(d) : 0.5 * c * (Sinc(d - m) + Sinc(d + m));
+    ++m;
+  }
+  return std::abs(v / *a.begin());
+}
+}  // namespace
+
+double TSpectrumAnalyzer::EstimateKernel(double Offset) const {
+  if (method_ != smFFT || !(zeroPaddingRatio_ > 0)) return TSpectrum::EstimateKernel(Offset);
+  const double d = Offset / zeroPaddingRatio_;  // in bins of the unpadded frame
+  switch (window_) {
+    case wtRectangular: return std::abs(Sinc(d));
+    case wtHanning: return CosineSumKernel(d, {0.5, 0.5});
+    case wtHamming: return CosineSumKernel(d, {0.54, 0.46});
+    case wtFlatTop: return CosineSumKernel(d, {0.2810639, 0.5208972, 0.1980399});
+    case wtBlackman: return CosineSumKernel(d, {0.42, 0.5, 0.08});
+    case wtBlackmanHarris: return CosineSumKernel(d, {0.42323, 0.49755, 0.07922});
+    case wtExactBlackman: return CosineSumKernel(d, {7938.0 / 18608.0, 9240.0 / 18608.0, 1430.0 / 18608.0});
+    case wtBartlett: {
+      const double s = Sinc(0.5 * d);
+      return s * s;
+    }
+    default: break;
+  }
+  const int n = windowVec_.Length();
+  if (n == 0) return std::abs(Sinc(d));
+  const double* w = windowVec_.Data();
+  double re = 0, im = 0, sum = 0;
+  for (int i = 0; i < n; ++i) {
+    const double t = -2 * std::numbers::pi * d * i / n;
+    re += w[i] * std::cos(t);
+    im += w[i] * std::sin(t);
+    sum += w[i];
+  }
+  return sum != 0 ? std::hypot(re, im) / std::abs(sum) : std::abs(Sinc(d));
 }
 
 bool TSpectrumAnalyzer::HostComplexSpectrumValid() const {

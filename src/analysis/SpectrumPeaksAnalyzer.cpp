@@ -192,7 +192,8 @@ void TSpectrumPeaksAnalyzer::SetMark(int i, int k, bool Refine) {
   TSpectrum& s = host_->HostSpectrum();
   TMarkRecord m;
   m.Freq = Refine ? Approximate(BinFreq(k)) : BinFreq(k);
-  m.Amplt = s.Amplt().Values(k);
+  // A peak refined between bins reads the amplitude there, not the scalloped bin's.
+  m.Amplt = m.Freq != BinFreq(k) ? s.AmpltEst(m.Freq) : s.Amplt().Values(k);
   m.Phase = k < s.Phase().Length() ? s.Phase().Values(k) : 0.0;
   if (i < 0) s.Marks().Add(m);
   else s.Marks().SetValues(i, m);

@@ -320,12 +320,57 @@ double Interpolate(const TVec& v, double pos) {
 }
 }  // namespace
 
+double TSpectrum::EstimateKernel(double Offset) const {
+  const double x = std::numbers::pi * Offset;
+  return std::abs(x) < 1e-12 ? 1.0 : std::abs(std::sin(x) / x);
+}
+
+int TSpectrum::EstimateBin(double Pos) const {
+  int last = amplt_.Length() - 1;
+  if (maxFreqIndex_ >= 0) last = std::min(last, maxFreqIndex_);
+  if (last < 0) return -1;
+  int k = std::clamp(static_cast<int>(std::lround(Pos)), 0, last);
+  const double* a = amplt_.Data();
+  for (;;) {
+    if (k < last && a[k + 1] > a[k]) ++k;
+    else if (k > 0 && a[k - 1] > a[k]) --k;
+    else break;
+  }
+  return k;
+}
+
 double TSpectrum::AmpltEst(double Freq) const {
-  return Interpolate(amplt_, hzRes_ > 0 ? (Freq - bandWidthL_) / hzRes_ : 0.0);
+  const double pos = hzRes_ > 0 ? (Freq - bandWidthL_) / hzRes_ : 0.0;
+  const int n = amplt_.Length();
+  if (n == 0 || !(hzRes_ > 0) || !(pos >= 0) || pos > n - 1) return Interpolate(amplt_, pos);
+  const int k = EstimateBin(pos);
+  if (k <= 0 || k >= n - 1) return Interpolate(amplt_, pos);
+  const double* a = amplt_.Data();
+  const double c = a[k];
+  if (!(c > 0)) return Interpolate(amplt_, pos);
+  if (pos == k) return c;
+  const int side = a[k + 1] >= a[k - 1] ? 1 : -1;
+  const double r = a[k + side] / c;
+  // K(1 - d) / K(d) rises with d over the main lobe; bisect for the tone's offset d towards
+  // the larger neighbour (r <= 1 puts it within half a bin).
+  double lo = 0, hi = 0.5;
+  for (int it = 0; it < 50; ++it) {
+    const double d = 0.5 * (lo + hi);
+    if (EstimateKernel(1 - d) < r * EstimateKernel(d)) lo = d;
+    else hi = d;
+  }
+  const double d = 0.5 * (lo + hi);
+  const double nu = k + side * d;
+  return c / EstimateKernel(d) * EstimateKernel(pos - nu);
 }
 
 double TSpectrum::PhaseEst(double Freq) const {
-  return Interpolate(phase_, hzRes_ > 0 ? (Freq - bandWidthL_) / hzRes_ : 0.0);
+  const double pos = hzRes_ > 0 ? (Freq - bandWidthL_) / hzRes_ : 0.0;
+  const int n = phase_.Length();
+  if (n == 0 || !(hzRes_ > 0) || !(pos >= 0) || pos > n - 1 || amplt_.Length() != n) return Interpolate(phase_, pos);
+  const int k = EstimateBin(pos);
+  if (k <= 0 || k >= n - 1 || !(amplt_.Values(k) > 0)) return Interpolate(phase_, pos);
+  return phase_.Values(k);
 }
 
 void TSpectrum::FilterPeak(int) { throw Exception("Peak filter method not supported!"); }

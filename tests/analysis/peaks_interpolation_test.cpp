@@ -60,11 +60,12 @@ TEST(PeaksInterpolation, ClosedFormsOnRectangularSine) {
     EXPECT_NEAR(Refine(host, imQuinnSecond), delta, 1e-3);
     EXPECT_NEAR(Refine(host, imQuinnFirst), delta, 2e-3);
     EXPECT_EQ(Refine(host, imNone), 0.0);
-    // The linear amplitude estimate peaks on the bin: the numeric search stays there.
+    // The amplitude estimate follows the rectangular kernel between the bins, so the numeric
+    // search finds the tone; what is left is the leakage of the negative-frequency image.
     TSpectrumPeaksAnalyzer peaks(nullptr, &host);
     peaks.Interpolation()->SetMethod(imNumeric);
     peaks.Interpolation()->SetPrecision(ip8);
-    EXPECT_NEAR(peaks.Approximate(K0 + 0.3), K0, 1e-6);
+    EXPECT_NEAR(peaks.Approximate(K0 + 0.3), K0 + delta, 5e-4);
   }
 }
 
@@ -146,14 +147,14 @@ TEST(PeaksInterpolation, AveragingOrStaleComplexSpectrumFallsBack) {
   EXPECT_NE(Refine(host, imBarycentric), 0.0);
 
   // The numeric search, seen with a host that does not snap to the bin: it climbs to the
-  // bin maximum unless averaging switches it off; the stored method is left alone.
+  // tone between the bins unless averaging switches it off; the stored method is left alone.
   host.XValid = true;
   host.Converge = false;
   host.ZeroPaddingRatio = 1;  // the numeric search stays available after a spectrum
   TSpectrumPeaksAnalyzer peaks(nullptr, &host);
   peaks.Interpolation()->SetMethod(imNumeric);
   peaks.Interpolation()->SetPrecision(ip8);
-  EXPECT_NEAR(peaks.Approximate(K0 + 0.37), K0, 1e-6);
+  EXPECT_NEAR(peaks.Approximate(K0 + 0.37), K0 + 0.3, 5e-4);
   host.Averaged = 1;
   EXPECT_EQ(peaks.Approximate(K0 + 0.37), K0 + 0.37);
   EXPECT_EQ(peaks.Interpolation()->Method(), imNumeric);

@@ -293,13 +293,19 @@ TEST(PeaksSearch, AdjustReadsTheSpectrumAtTheMarks) {
   p.Interpolation()->SetMethod(imBarycentric);
   p.Update();
   const TMarkRecord before = p.Marks().Values(0);
-  EXPECT_EQ(before.Amplt, 10);  // the bin's value
+  // Refined between bins 100 and 101, the mark reads the estimate there, above the bin.
+  EXPECT_GT(before.Freq, 100);
+  EXPECT_DOUBLE_EQ(before.Amplt, host.Spec.AmpltEst(before.Freq));
+  EXPECT_GT(before.Amplt, 10);
+  for (int k = 0; k < 512; ++k) {
+    host.Spec.Amplt().SetValues(k, 0.5 * host.Spec.Amplt().Values(k));
+    host.Spec.Phase().SetValues(k, 1 + host.Spec.Phase().Values(k));
+  }
   p.Adjust();
   const TMarkRecord after = p.Marks().Values(0);
   EXPECT_EQ(after.Freq, before.Freq);
-  EXPECT_DOUBLE_EQ(after.Amplt, host.Spec.AmpltEst(before.Freq));
-  EXPECT_DOUBLE_EQ(after.Phase, host.Spec.PhaseEst(before.Freq));
-  EXPECT_LT(after.Amplt, 10);
+  EXPECT_DOUBLE_EQ(after.Amplt, 0.5 * before.Amplt);
+  EXPECT_DOUBLE_EQ(after.Phase, 1 + before.Phase);
 }
 
 TEST(PeaksSearch, SteadyStateUpdateAllocatesNothing) {

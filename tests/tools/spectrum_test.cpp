@@ -232,10 +232,20 @@ TEST(SpectrumPeaks, ApproximateAndEstimates) {
   EXPECT_NEAR(s.PeakApproximate(25), 10.3, 1e-12);
   s.SetMaxFreqIndex(8);
   EXPECT_EQ(s.PeakApproximate(3), 8);  // the climb stops at the limit
-  EXPECT_NEAR(s.AmpltEst(4.25), 0.75 * s.Amplt().Values(4) + 0.25 * s.Amplt().Values(5), 1e-12);
-  EXPECT_NEAR(s.PhaseEst(4.25), 8.5, 1e-12);
+  s.SetMaxFreqIndex(-1);
   EXPECT_EQ(s.AmpltEst(-5), s.Amplt().Values(0));
   EXPECT_EQ(s.AmpltEst(99), s.Amplt().Values(31));
+  // A tone of 3 at 10.3 bins as the rectangular window shows it: the estimate is the
+  // kernel between the bins, reaches 3 at the tone, and equals the bin on the maximum bin.
+  const auto sinc = [](double x) { return x == 0 ? 1.0 : std::sin(std::numbers::pi * x) / (std::numbers::pi * x); };
+  for (int k = 0; k < 32; ++k) s.Amplt().SetValues(k, 3 * std::abs(sinc(k - 10.3)));
+  EXPECT_NEAR(s.AmpltEst(10.3), 3, 1e-9);
+  for (double f : {9.7, 10.1, 10.45, 10.8}) EXPECT_NEAR(s.AmpltEst(f), 3 * std::abs(sinc(f - 10.3)), 1e-9) << f;
+  EXPECT_EQ(s.AmpltEst(10), s.Amplt().Values(10));
+  EXPECT_LT(s.AmpltEst(10.25), s.AmpltEst(10.3));
+  EXPECT_LT(s.AmpltEst(10.35), s.AmpltEst(10.3));
+  EXPECT_EQ(s.PhaseEst(10.6), s.Phase().Values(10));  // the phase of the fitted bin
+  EXPECT_EQ(s.PhaseEst(11.4), s.Phase().Values(10));
   EXPECT_EQ(MessageOf([&] { s.FilterPeak(0); }), "Peak filter method not supported!");
   EXPECT_EQ(MessageOf([&] { s.ComputeGroupDelay(); }), "Not implemented!");
   EXPECT_EQ(MessageOf([&] { s.ComputePhaseDelay(); }), "Not implemented");

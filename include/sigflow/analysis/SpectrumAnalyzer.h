@@ -192,6 +192,12 @@ public:
   double HostConvergeToMaximum(double Freq) override { return ConvergeToMaximum(Freq); }
 
 protected:
+  // The transform of the frame's window (FFT method; otherwise the rectangular kernel), with
+  // Offset in bins of this spectrum, so zero padding widens it: closed forms for the
+  // rectangular, cosine-sum and Bartlett windows, the built window's own transform for the
+  // others.
+  double EstimateKernel(double Offset) const override;
+
   void BeforeInternalUpdate() override;
   bool InternalUpdate() override;
   void Notification(TComponent* AComponent, TOperation Operation) override;

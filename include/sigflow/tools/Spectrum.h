@@ -144,9 +144,14 @@ public:
   // maximum (not beyond MaxFreqIndex), then refines it with the parabola through the
   // maximum and its neighbours (QuadraticPeak). At the ends the bin frequency is returned.
   virtual double PeakApproximate(double Freq);
-  // Amplitude and phase at a frequency between bins, linear between the two neighbouring
-  // bins (phase in PhaseUnits, without unwrapping); outside the axis the end bin's value.
-  // NaN for an empty spectrum.
+  // Continuous amplitude estimate near a peak: from the bin of Freq, Amplt is climbed to a
+  // local maximum k (not beyond MaxFreqIndex); a tone A, nu is fitted to y[k] and its larger
+  // neighbour through the window kernel K (EstimateKernel): y[k + s] / y[k] =
+  // K(k + s - nu) / K(k - nu), A = y[k] / K(k - nu). The estimate is A K(Freq - nu) (offsets
+  // in bins), so it equals y[k] on bin k and peaks at nu, between the bins. At the ends of
+  // the spectrum, or for a zero maximum, Amplt is interpolated linearly. Outside the axis the
+  // end bin's value; NaN for an empty spectrum. PhaseEst is the phase of the same bin k (the
+  // phase is not interpolated: it turns by about half a turn per bin across a lobe).
   double AmpltEst(double Freq) const;
   double PhaseEst(double Freq) const;
   // Raises "Peak filter method not supported!"; the analyzers override it.
@@ -175,6 +180,11 @@ public:
   virtual void UpdateSetLength(TObject* Sender);
 
 protected:
+  // Magnitude of the window's transform Offset bins from its centre, 1 at 0, falling over
+  // the main lobe. This one is the rectangular window's |sinc|; analyzers that window their
+  // frames override it.
+  virtual double EstimateKernel(double Offset) const;
+
   // When UsesInputs, adopts Complex, BandWidthL and SamplingFrequency of Input (or of the
   // first item of Inputs); the length is left to InternalUpdate.
   void BeforeInternalUpdate() override;
@@ -182,6 +192,7 @@ protected:
 private:
   double PowerOfBin(int k) const;
   void Weight(bool Divide);
+  int EstimateBin(double Pos) const;
   TToneMeasurement MeasureMarkedTone() const;
 
   TVec amplt_;
