@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "sigflow/analysis/SpectrumAnalyzer.h"
+#include "sigflow/analysis/SpectrumPeaksAnalyzer.h"
 #include "sigflow/numeric/Random.h"
 #include "sigflow/numeric/Windows.h"
 #include "sigflow/tools/Signal.h"
@@ -14,7 +15,7 @@ using namespace sigflow;
 // One frame per iteration: Hann window, real transform, amplitude of every bin. The analyzer
 // runs its whole update (axis, scaling, min/max); the phase is switched off because the
 // peer computes none. Items are frames.
-static void AnalyzerSigflow(benchmark::State& state, int n, TAveraging averaging) {
+static void AnalyzerSigflow(benchmark::State& state, int n, TAveraging averaging, int peaks = 0) {
   TSignal sig(nullptr);
   sig.Data().Size(n, false);
   RandGauss(sig.Data(), 0, 1, 1);
@@ -25,6 +26,12 @@ static void AnalyzerSigflow(benchmark::State& state, int n, TAveraging averaging
   an.SetDCDump(false);
   an.SetPhaseMode(pmIgnore);
   an.SetAveraging(averaging);
+  if (peaks > 0) {
+    // The 10 largest peaks, refined by the numeric search (which averaging turns into the
+    // converged bin).
+    an.Peaks()->SetLargestCount(peaks);
+    an.Peaks()->Interpolation()->SetMethod(imNumeric);
+  }
   an.Update();
   for (auto _ : state) {
     an.Update();
@@ -63,4 +70,6 @@ BENCHMARK(BM_Analyzer4096_sigflow);
 BENCHMARK(BM_Analyzer4096_fftw);
 BENCHMARK(BM_Analyzer65536_sigflow);
 BENCHMARK(BM_Analyzer65536_fftw);
+static void BM_Analyzer4096AvgPeaks10_sigflow(benchmark::State& s) { AnalyzerSigflow(s, 4096, avLinearInf, 10); }
 BENCHMARK(BM_Analyzer4096Avg_sigflow);
+BENCHMARK(BM_Analyzer4096AvgPeaks10_sigflow);
