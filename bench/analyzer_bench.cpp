@@ -73,3 +73,6 @@ BENCHMARK(BM_Analyzer65536_fftw);
 static void BM_Analyzer4096AvgPeaks10_sigflow(benchmark::State& s) { AnalyzerSigflow(s, 4096, avLinearInf, 10); }
 BENCHMARK(BM_Analyzer4096Avg_sigflow);
 BENCHMARK(BM_Analyzer4096AvgPeaks10_sigflow);
+// Without averaging the numeric search runs on every peak.
+static void BM_Analyzer4096Peaks10_sigflow(benchmark::State& s) { AnalyzerSigflow(s, 4096, avNone, 10); }
+BENCHMARK(BM_Analyzer4096Peaks10_sigflow);

@@ -351,17 +351,38 @@ double TSpectrum::AmpltEst(double Freq) const {
   if (pos == k) return c;
   const int side = a[k + 1] >= a[k - 1] ? 1 : -1;
   const double r = a[k + side] / c;
-  // K(1 - d) / K(d) rises with d over the main lobe; bisect for the tone's offset d towards
-  // the larger neighbour (r <= 1 puts it within half a bin).
-  double lo = 0, hi = 0.5;
-  for (int it = 0; it < 50; ++it) {
-    const double d = 0.5 * (lo + hi);
-    if (EstimateKernel(1 - d) < r * EstimateKernel(d)) lo = d;
-    else hi = d;
+  // The fit depends only on the three bins and the kernel (probed by K(1/2)); a hill climb
+  // asks about the same peak many times, so the last fit is kept.
+  const double half = EstimateKernel(0.5);
+  EstimateFit& fit = fit_;
+  if (fit.K != k || fit.L != a[k - 1] || fit.C != c || fit.R != a[k + 1] || fit.Half != half) {
+    // K(1 - d) / K(d) rises with d over the main lobe: regula falsi (Illinois) for the
+    // tone's offset d towards the larger neighbour (r <= 1 puts it within half a bin).
+    const auto g = [&](double d) { return EstimateKernel(1 - d) - r * EstimateKernel(d); };
+    double lo = 0, hi = 0.5, glo = g(lo), ghi = g(hi), d = 0;
+    if (glo >= 0) d = lo;
+    else if (ghi <= 0) d = hi;
+    else {
+      int keep = 0;
+      for (int it = 0; it < 100 && hi - lo > 1e-15; ++it) {
+        d = (lo * ghi - hi * glo) / (ghi - glo);
+        if (!(d > lo && d < hi)) d = 0.5 * (lo + hi);
+        const double gd = g(d);
+        if (gd == 0) break;
+        if (gd < 0) {
+          lo = d, glo = gd;
+          if (keep == -1) ghi *= 0.5;
+          keep = -1;
+        } else {
+          hi = d, ghi = gd;
+          if (keep == 1) glo *= 0.5;
+          keep = 1;
+        }
+      }
+    }
+    fit = {k, a[k - 1], c, a[k + 1], half, k + side * d, c / EstimateKernel(d)};
   }
-  const double d = 0.5 * (lo + hi);
-  const double nu = k + side * d;
-  return c / EstimateKernel(d) * EstimateKernel(pos - nu);
+  return fit.A * EstimateKernel(pos - fit.Nu);
 }
 
 double TSpectrum::PhaseEst(double Freq) const {

@@ -193,6 +193,12 @@ private:
   double PowerOfBin(int k) const;
   void Weight(bool Divide);
   int EstimateBin(double Pos) const;
+  // Last tone fitted by AmpltEst (a cache: the spectrum is not read from two threads at once).
+  struct EstimateFit {
+    int K = -1;
+    double L = 0, C = 0, R = 0, Half = 0, Nu = 0, A = 0;
+  };
+  mutable EstimateFit fit_;
   TToneMeasurement MeasureMarkedTone() const;
 
   TVec amplt_;
