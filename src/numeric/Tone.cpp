@@ -119,13 +119,21 @@ inline V FloorWide(V x) {
   return t - reinterpret_cast<V>(reinterpret_cast<M>(V{} + 1.0) & (t > x));
 }
 
-#if defined(__x86_64__) || defined(__i386__)
-// One rounding instruction where there is one; exact, so the same as the form above.
-__attribute__((target("avx"))) inline TWide<4>::V FloorWide(TWide<4>::V x) {
-  return _mm256_round_pd(x, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
+// y := floor(x). Through references: an overload below may be built for wider registers than
+// its caller when the kernels are not flattened (unoptimised builds), and a vector passed by
+// value would then cross an ABI boundary.
+template <class V>
+inline void FloorTo(const V& x, V& y) {
+  y = FloorWide(x);
 }
-__attribute__((target("avx512f"))) inline TWide<8>::V FloorWide(TWide<8>::V x) {
-  return _mm512_maskz_roundscale_pd(0xFF, x, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
+
+#if defined(__x86_64__) || defined(__i386__)
+// One rounding instruction where there is one; exact, so the same as FloorWide.
+__attribute__((target("avx"))) inline void FloorTo(const TWide<4>::V& x, TWide<4>::V& y) {
+  y = _mm256_round_pd(x, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
+}
+__attribute__((target("avx512f"))) inline void FloorTo(const TWide<8>::V& x, TWide<8>::V& y) {
+  y = _mm512_maskz_roundscale_pd(0xFF, x, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
 }
 #endif
 
@@ -181,8 +189,11 @@ inline std::int64_t CycleRunWide(double* o, std::int64_t count, double r0,
   std::int64_t k = 0;
   for (; k + W <= count; k += W) {
     const V t = r * s1;  // exact: fewer than 53 significant bits
-    const V v = (t - FloorWide(t)) + (r * s2 + r * s3) + b;
-    const V u = v - FloorWide(v);
+    V ft, fv;
+    FloorTo(t, ft);
+    const V v = (t - ft) + (r * s2 + r * s3) + b;
+    FloorTo(v, fv);
+    const V u = v - fv;
     const V wrapped = u - reinterpret_cast<V>(reinterpret_cast<M>(one) & (u >= one));
     const V y = ShapeWide<Kind, V, M>(wrapped, p);
     __builtin_memcpy(o + k, &y, sizeof y);
