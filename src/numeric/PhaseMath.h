@@ -2,6 +2,9 @@
 // Exact phase arithmetic shared by the tone and waveform generators (not installed).
 #include <cmath>
 #include <cstdint>
+#include <span>
+
+#include "sigflow/numeric/Tone.h"
 
 namespace sigflow::detail {
 
@@ -26,6 +29,19 @@ inline double FastFloor(double X) {
   const double t = (X + kRound) - kRound;
   return t > X ? t - 1.0 : t;
 }
+
+// What CycleShapeFill writes for each phase u in [0, 1): u itself or a waveform of it.
+struct TCycleShape {
+  enum TKind : int { Phase, Square, Triangle, Impulse };
+  int Kind = Phase;
+  // Square: high, low. Triangle: amplitude, asymmetry a, rise slope, fall slope.
+  // Impulse: level, rise end, top end, fall end, rise slope, fall slope.
+  double Params[6] = {};
+};
+
+// CycleFill with the shape applied in the same pass.
+void CycleShapeFill(TCycleCounter& Counter, std::int64_t First, std::span<double> Out,
+                    const TCycleShape& Shape);
 
 // Throws Exception unless SamplingFrequency is positive and finite.
 void CheckSamplingFrequency(double SamplingFrequency);

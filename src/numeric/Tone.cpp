@@ -5,6 +5,10 @@
 #include <cstring>
 #include <string>
 
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#endif
+
 #include "PhaseMath.h"
 #include "sigflow/core/Exceptions.h"
 
@@ -93,41 +97,184 @@ void CycleCounterInit(TCycleCounter& Counter, double Frequency, double Phase,
 }
 
 namespace {
-// The loop of CycleFill two samples at a time. GCC does not if-convert the floors of the
-// scalar loop (it keeps them as branches), so they are written as vector masks here.
-typedef double TDouble2 __attribute__((vector_size(16)));
-typedef long long TMask2 __attribute__((vector_size(16)));
 
-inline TDouble2 Floor2(TDouble2 x) {
-  const TDouble2 round = {6755399441055744.0, 6755399441055744.0};  // as FastFloor
-  const TDouble2 one = {1.0, 1.0};
-  const TDouble2 t = (x + round) - round;
-  return t - reinterpret_cast<TDouble2>(reinterpret_cast<TMask2>(one) & (t > x));
+// The helpers below pass wide vectors by value; the kernels that use them are flattened into
+// a caller built for that width, so no call with the baseline ABI is ever made. (GCC reports
+// this at the end of the file, hence no pop.)
+#pragma GCC diagnostic ignored "-Wpsabi"
+
+// W doubles as one register. GCC -O2 neither if-converts the floors and selects of the scalar
+// loop nor vectorises it, so the wide loop spells out the vectors and the masks.
+template <int W>
+struct TWide {
+  typedef double V __attribute__((vector_size(W * sizeof(double))));
+  typedef long long M __attribute__((vector_size(W * sizeof(double))));
+};
+
+template <class V>
+inline V FloorWide(V x) {
+  using M = typename TWide<sizeof(V) / sizeof(double)>::M;
+  const V round = V{} + 6755399441055744.0;  // as FastFloor
+  const V t = (x + round) - round;
+  return t - reinterpret_cast<V>(reinterpret_cast<M>(V{} + 1.0) & (t > x));
 }
 
-// Writes the first (count & ~1) samples; returns how many it wrote.
-std::int64_t CycleFillPairs(double* o, std::int64_t count, double r0, double s1, double s2, double s3,
-                            double b) {
-  const TDouble2 vs1 = {s1, s1}, vs2 = {s2, s2}, vs3 = {s3, s3}, vb = {b, b};
-  const TDouble2 one = {1.0, 1.0}, two = {2.0, 2.0};
-  TDouble2 r = {r0, r0 + 1.0};
+// y := floor(x). Through references: an overload below may be built for wider registers than
+// its caller when the kernels are not flattened (unoptimised builds), and a vector passed by
+// value would then cross an ABI boundary.
+template <class V>
+inline void FloorTo(const V& x, V& y) {
+  y = FloorWide(x);
+}
+
+#if defined(__x86_64__) || defined(__i386__)
+// One rounding instruction where there is one; exact, so the same as FloorWide.
+__attribute__((target("avx"))) inline void FloorTo(const TWide<4>::V& x, TWide<4>::V& y) {
+  y = _mm256_round_pd(x, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
+}
+__attribute__((target("avx512f"))) inline void FloorTo(const TWide<8>::V& x, TWide<8>::V& y) {
+  y = _mm512_maskz_roundscale_pd(0xFF, x, _MM_FROUND_TO_NEG_INF | _MM_FROUND_NO_EXC);
+}
+#endif
+
+template <class V, class M>
+inline V SelectWide(M mask, V a, V b) {
+  return reinterpret_cast<V>((mask & reinterpret_cast<M>(a)) | (~mask & reinterpret_cast<M>(b)));
+}
+
+// The shape applied to the phase u in [0, 1); the same expressions as the scalar ShapeOne.
+template <int Kind, class V, class M>
+inline V ShapeWide(V u, const double* p) {
+  using K = detail::TCycleShape;
+  if constexpr (Kind == K::Square) {
+    return SelectWide<V, M>(u < V{} + 0.5, V{} + p[0], V{} + p[1]);
+  } else if constexpr (Kind == K::Triangle) {
+    const V a = V{} + p[1];
+    const V up = (V{} - 1.0) + u * p[2], down = (V{} + 1.0) - (u - a) * p[3];
+    return p[0] * SelectWide<V, M>(u < a, up, down);
+  } else if constexpr (Kind == K::Impulse) {
+    const V r = V{} + p[1], h = V{} + p[2], f = V{} + p[3];
+    V y = SelectWide<V, M>(u < f, (f - u) * p[5], V{});
+    y = SelectWide<V, M>(u < h, V{} + p[0], y);
+    return SelectWide<V, M>(u < r, u * p[4], y);
+  } else {
+    return u;
+  }
+}
+
+template <int Kind>
+inline double ShapeOne(double u, const double* p) {
+  using K = detail::TCycleShape;
+  if constexpr (Kind == K::Square) {
+    return u < 0.5 ? p[0] : p[1];
+  } else if constexpr (Kind == K::Triangle) {
+    return p[0] * (u < p[1] ? -1.0 + u * p[2] : 1.0 - (u - p[1]) * p[3]);
+  } else if constexpr (Kind == K::Impulse) {
+    return u < p[1] ? u * p[4] : u < p[2] ? p[0] : u < p[3] ? (p[3] - u) * p[5] : 0.0;
+  } else {
+    return u;
+  }
+}
+
+// Writes the first (count - count % W) samples of a run; returns how many it wrote.
+template <int W, int Kind>
+inline std::int64_t CycleRunWide(double* o, std::int64_t count, double r0,
+                                               double s1, double s2, double s3, double b,
+                                               const double* p) {
+  using V = typename TWide<W>::V;
+  using M = typename TWide<W>::M;
+  const V one = V{} + 1.0;
+  V r;
+  for (int j = 0; j < W; ++j) r[j] = r0 + j;
   std::int64_t k = 0;
-  for (; k + 2 <= count; k += 2) {
-    const TDouble2 t = r * vs1;  // exact: fewer than 53 significant bits
-    const TDouble2 v = (t - Floor2(t)) + (r * vs2 + r * vs3) + vb;
-    const TDouble2 u = v - Floor2(v);
-    const TDouble2 wrapped = u - reinterpret_cast<TDouble2>(reinterpret_cast<TMask2>(one) & (u >= one));
-    std::memcpy(o + k, &wrapped, sizeof wrapped);
-    r += two;
+  for (; k + W <= count; k += W) {
+    const V t = r * s1;  // exact: fewer than 53 significant bits
+    V ft, fv;
+    FloorTo(t, ft);
+    const V v = (t - ft) + (r * s2 + r * s3) + b;
+    FloorTo(v, fv);
+    const V u = v - fv;
+    const V wrapped = u - reinterpret_cast<V>(reinterpret_cast<M>(one) & (u >= one));
+    const V y = ShapeWide<Kind, V, M>(wrapped, p);
+    __builtin_memcpy(o + k, &y, sizeof y);
+    r += double(W);
   }
   return k;
 }
+
+template <int W>
+inline std::int64_t CycleRunAnyShape(int kind, double* o, std::int64_t count,
+                                                   double r0, double s1, double s2, double s3,
+                                                   double b, const double* p) {
+  using K = detail::TCycleShape;
+  switch (kind) {
+    case K::Square: return CycleRunWide<W, K::Square>(o, count, r0, s1, s2, s3, b, p);
+    case K::Triangle: return CycleRunWide<W, K::Triangle>(o, count, r0, s1, s2, s3, b, p);
+    case K::Impulse: return CycleRunWide<W, K::Impulse>(o, count, r0, s1, s2, s3, b, p);
+    default: return CycleRunWide<W, K::Phase>(o, count, r0, s1, s2, s3, b, p);
+  }
+}
+
+typedef std::int64_t (*TCycleRun)(int, double*, std::int64_t, double, double, double, double,
+                                  double, const double*);
+
+__attribute__((flatten)) std::int64_t CycleRunBase(int kind, double* o, std::int64_t count, double r0, double s1,
+                          double s2, double s3, double b, const double* p) {
+  return CycleRunAnyShape<2>(kind, o, count, r0, s1, s2, s3, b, p);
+}
+
+#if defined(__x86_64__) || defined(__i386__)
+// Wider registers where the CPU has them. Multiply-adds must not be fused: they would round
+// differently from the scalar loop, and every width must give the same samples. "avx2" leaves
+// FMA off; "avx512f" brings it in, so contraction is switched off there.
+__attribute__((target("avx2"), flatten)) std::int64_t CycleRunAvx2(int kind, double* o, std::int64_t count,
+                                                          double r0, double s1, double s2,
+                                                          double s3, double b, const double* p) {
+  return CycleRunAnyShape<4>(kind, o, count, r0, s1, s2, s3, b, p);
+}
+__attribute__((target("avx512f"), optimize("fp-contract=off"), flatten)) std::int64_t CycleRunAvx512(int kind, double* o,
+                                                               std::int64_t count, double r0,
+                                                               double s1, double s2, double s3,
+                                                               double b, const double* p) {
+  return CycleRunAnyShape<8>(kind, o, count, r0, s1, s2, s3, b, p);
+}
+#endif
+
+TCycleRun BestCycleRun() {
+  static const TCycleRun best = [] {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_cpu_init();
+    if (__builtin_cpu_supports("avx512f")) return &CycleRunAvx512;
+    if (__builtin_cpu_supports("avx2")) return &CycleRunAvx2;
+#endif
+    return &CycleRunBase;
+  }();
+  return best;
+}
+
+template <int Kind>
+void CycleTail(double* o, std::int64_t from, std::int64_t count, double r0, double s1,
+               double s2, double s3, double b, const double* p) {
+  for (std::int64_t k = from; k < count; ++k) {
+    const double r = r0 + static_cast<double>(k);
+    const double t = r * s1;  // exact: fewer than 53 significant bits
+    const double v = (t - FastFloor(t)) + (r * s2 + r * s3) + b;
+    const double u = v - FastFloor(v);
+    o[k] = ShapeOne<Kind>(u < 1.0 ? u : u - 1.0, p);
+  }
+}
+
 }  // namespace
 
-void CycleFill(TCycleCounter& Counter, std::int64_t First, std::span<double> Cycles) {
-  const std::int64_t total = static_cast<std::int64_t>(Cycles.size());
-  double* out = Cycles.data();
+namespace detail {
+
+void CycleShapeFill(TCycleCounter& Counter, std::int64_t First, std::span<double> Out,
+                    const TCycleShape& Shape) {
+  const std::int64_t total = static_cast<std::int64_t>(Out.size());
+  double* out = Out.data();
   const double s1 = Counter.Step1, s2 = Counter.Step2, s3 = Counter.Step3;
+  const double* p = Shape.Params;
+  const TCycleRun run = BestCycleRun();
   std::int64_t i = 0;
   while (i < total) {
     const std::int64_t n = First + i;
@@ -142,16 +289,21 @@ void CycleFill(TCycleCounter& Counter, std::int64_t First, std::span<double> Cyc
     const std::int64_t count = std::min(total - i, base + kSegment - n);
     const double r0 = static_cast<double>(n - base);
     double* o = out + i;
-    std::int64_t k = CycleFillPairs(o, count, r0, s1, s2, s3, b);
-    for (; k < count; ++k) {
-      const double r = r0 + static_cast<double>(k);
-      const double t = r * s1;  // exact: fewer than 53 significant bits
-      const double v = (t - FastFloor(t)) + (r * s2 + r * s3) + b;
-      const double u = v - FastFloor(v);
-      o[k] = u < 1.0 ? u : u - 1.0;
+    const std::int64_t k = run(Shape.Kind, o, count, r0, s1, s2, s3, b, p);
+    switch (Shape.Kind) {
+      case TCycleShape::Square: CycleTail<TCycleShape::Square>(o, k, count, r0, s1, s2, s3, b, p); break;
+      case TCycleShape::Triangle: CycleTail<TCycleShape::Triangle>(o, k, count, r0, s1, s2, s3, b, p); break;
+      case TCycleShape::Impulse: CycleTail<TCycleShape::Impulse>(o, k, count, r0, s1, s2, s3, b, p); break;
+      default: CycleTail<TCycleShape::Phase>(o, k, count, r0, s1, s2, s3, b, p); break;
     }
     i += count;
   }
+}
+
+}  // namespace detail
+
+void CycleFill(TCycleCounter& Counter, std::int64_t First, std::span<double> Cycles) {
+  detail::CycleShapeFill(Counter, First, Cycles, detail::TCycleShape{});
 }
 
 // ---------------------------------------------------------------------------------------
@@ -289,17 +441,11 @@ void TriangleToneInit(TTriangleToneState& State, double Frequency, double Phase,
 }
 
 void TriangleTone(TTriangleToneState& State, std::span<double> Out) {
-  double u[kChunk];
-  const double amp = State.Amplitude, a = State.Asymmetry;
-  const double rise = State.RiseSlope, fall = State.FallSlope;
-  const std::int64_t total = static_cast<std::int64_t>(Out.size());
-  for (std::int64_t i = 0; i < total; i += kChunk) {
-    const std::int64_t count = std::min(kChunk, total - i);
-    CycleFill(State.Counter, State.SampleIndex + i, std::span<double>(u, count));
-    double* o = Out.data() + i;
-    for (std::int64_t k = 0; k < count; ++k) o[k] = amp * Tri(u[k], a, rise, fall);
-  }
-  State.SampleIndex += total;
+  const detail::TCycleShape shape{detail::TCycleShape::Triangle,
+                                  {State.Amplitude, State.Asymmetry, State.RiseSlope,
+                                   State.FallSlope}};
+  detail::CycleShapeFill(State.Counter, State.SampleIndex, Out, shape);
+  State.SampleIndex += static_cast<std::int64_t>(Out.size());
 }
 
 void TriangleTone(TTriangleToneState& State, std::span<std::complex<double>> Out) {

@@ -8,10 +8,6 @@
 
 namespace sigflow {
 
-namespace {
-constexpr std::int64_t kChunk = 256;
-}  // namespace
-
 void SquareWaveInit(TSquareWaveState& State, double Frequency, double Phase, double Amplitude,
                     double Offset, double SamplingFrequency) {
   detail::CheckFinite(Amplitude, "Amplitude");
@@ -24,17 +20,10 @@ void SquareWaveInit(TSquareWaveState& State, double Frequency, double Phase, dou
 }
 
 void SquareWave(TSquareWaveState& State, std::span<double> Out) {
-  double u[kChunk];
-  const double high = State.Offset + State.Amplitude;
-  const double low = State.Offset - State.Amplitude;
-  const std::int64_t total = static_cast<std::int64_t>(Out.size());
-  for (std::int64_t i = 0; i < total; i += kChunk) {
-    const std::int64_t count = std::min(kChunk, total - i);
-    CycleFill(State.Counter, State.SampleIndex + i, std::span<double>(u, count));
-    double* o = Out.data() + i;
-    for (std::int64_t k = 0; k < count; ++k) o[k] = u[k] < 0.5 ? high : low;
-  }
-  State.SampleIndex += total;
+  const detail::TCycleShape shape{detail::TCycleShape::Square,
+                                  {State.Offset + State.Amplitude, State.Offset - State.Amplitude}};
+  detail::CycleShapeFill(State.Counter, State.SampleIndex, Out, shape);
+  State.SampleIndex += static_cast<std::int64_t>(Out.size());
 }
 
 void ImpulseWaveInit(TImpulseWaveState& State, double High, double Low, double Raise,
@@ -66,21 +55,12 @@ void ImpulseWaveInit(TImpulseWaveState& State, double High, double Low, double R
 }
 
 void ImpulseWave(TImpulseWaveState& State, std::span<double> Out) {
-  double u[kChunk];
-  const double level = State.Level;
-  const double r = State.RiseEnd, h = State.TopEnd, f = State.FallEnd;
-  const double rise = State.RiseSlope, fall = State.FallSlope;
-  const std::int64_t total = static_cast<std::int64_t>(Out.size());
-  for (std::int64_t i = 0; i < total; i += kChunk) {
-    const std::int64_t count = std::min(kChunk, total - i);
-    CycleFill(State.Counter, State.SampleIndex + i, std::span<double>(u, count));
-    double* o = Out.data() + i;
-    for (std::int64_t k = 0; k < count; ++k) {
-      const double x = u[k];
-      o[k] = x < r ? x * rise : x < h ? level : x < f ? (f - x) * fall : 0.0;
-    }
-  }
-  State.SampleIndex += total;
+  const TImpulseWaveState& s = State;
+  const detail::TCycleShape shape{detail::TCycleShape::Impulse,
+                                  {s.Level, s.RiseEnd, s.TopEnd, s.FallEnd, s.RiseSlope,
+                                   s.FallSlope}};
+  detail::CycleShapeFill(State.Counter, State.SampleIndex, Out, shape);
+  State.SampleIndex += static_cast<std::int64_t>(Out.size());
 }
 
 namespace {

@@ -222,5 +222,41 @@ TEST(Waveforms, BlocksAllocateNothing) {
   EXPECT_EQ(scope.Count(), 0u);
 }
 
+// A long block runs through the wide (vector) loops, one-sample blocks through the scalar
+// one: both must give the same bits, whatever the block's start in the vector lanes.
+template <class State, class Fn>
+void ExpectWideEqualsScalar(const State& s, Fn process) {
+  State wide = s, scalar = s;
+  std::vector<double> skip(5);
+  process(wide, std::span<double>(skip));
+  process(scalar, std::span<double>(skip));
+  std::vector<double> block(1003, kNaN), single(1003, kNaN);
+  process(wide, std::span<double>(block));
+  for (double& x : single) process(scalar, std::span<double>(&x, 1));
+  EXPECT_EQ(block, single);
+}
+
+TEST(Waveforms, WideAndScalarLoopsGiveTheSameSamples) {
+  TSquareWaveState q;
+  SquareWaveInit(q, 997.3, 0.3, 1.5, 0.25, 44100.0);
+  ExpectWideEqualsScalar(q, SquareFn);
+  TImpulseWaveState p;
+  ImpulseWaveInit(p, 2, 4, 1, 3, 1234.5, 0.7, 2.5, 44100.0);
+  ExpectWideEqualsScalar(p, ImpulseFn);
+  TTriangleToneState t;
+  TriangleToneInit(t, 997.3, 0.3, 2.0, 0.3, 44100.0, false);
+  ExpectWideEqualsScalar(t, [](TTriangleToneState& s, std::span<double> o) { TriangleTone(s, o); });
+
+  struct TCounter {
+    TCycleCounter Counter;
+    std::int64_t Next = 0;
+  } c;
+  CycleCounterInit(c.Counter, -3001.7, 1.1, 48000.0);
+  ExpectWideEqualsScalar(c, [](TCounter& s, std::span<double> o) {
+    CycleFill(s.Counter, s.Next, o);
+    s.Next += static_cast<std::int64_t>(o.size());
+  });
+}
+
 }  // namespace
 }  // namespace sigflow

@@ -89,6 +89,20 @@ TEST(GeneratorFormula, PostfixLinesEvaluateAsTheirExpression) {
   }
 }
 
+TEST(GeneratorFormula, LastOperatorGivesWhatAnInnerOneGives) {
+  // The last operator writes into the output directly, an inner one into its line; times a
+  // constant 1 afterwards the same operation is inner, so both must agree bit for bit.
+  for (const char* op : {"+", "-", "*", "/"}) {
+    const std::string pair = std::string("triangle(300,20,1.5,0.3) sine(1000,30,2) ") + op;
+    Gen last(pair, 37), inner(pair + " constant(1) *", 37);
+    for (int block = 0; block < 2; ++block) {
+      const auto a = last.Block(), b = inner.Block();
+      EXPECT_EQ(last.g.ComputeMessage(), "");
+      EXPECT_EQ(a, b) << op << " block " << block;
+    }
+  }
+}
+
 TEST(GeneratorFormula, FailuresAreRaisedOrReported) {
   {  // 22 lines
     std::string text;
