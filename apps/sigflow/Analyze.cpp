@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "Cli.h"
+#include "Chain.h"
 #include "SpectrumAnalysis.h"
 #include "sigflow/files/SignalFileReader.h"
 #include "sigflow/numeric/Random.h"
@@ -23,6 +24,10 @@
 #endif
 
 namespace sigflow::cli {
+
+void PrintAnalysisReport(const TAnalysisReport& r, const TAnalysisSettings& s, const std::string& averaging,
+                         const std::string& what);
+void PrintAnalysisJson(const TAnalysisReport& r, const TAnalysisSettings& s, const std::string& file);
 
 namespace {
 
@@ -42,6 +47,7 @@ struct TAnalyzeOptions {
   bool Json = false;
   std::string Csv;
   std::string Plot;
+  std::string SaveChain;
 };
 
 // The built-in test signal: a 1 kHz sine of amplitude 1 with a second harmonic at 1 % and a
@@ -100,6 +106,7 @@ public:
   }
   double SamplingFrequency() const override { return info_.SamplingFrequency; }
   std::int64_t Frames() const override { return info_.Frames; }
+  int ChannelCount() const { return info_.ChannelCount; }
   std::size_t Read(std::vector<double>& dst) override {
     const std::int64_t got = reader_->ReadSamples(record_, next_, std::int64_t(dst.size()), buffer_);
     const int channels = info_.ChannelCount;
@@ -152,17 +159,60 @@ void WritePlot(const TAnalysisReport& r, const std::string& path, const std::str
 #endif
 }
 
-void PrintReport(const TAnalysisReport& r, const TAnalyzeOptions& o, const TAnalysisSettings& s, const std::string& what) {
+int RunAnalyze(const TAnalyzeOptions& o) {
+  TAnalysisSettings s;
+  s.FftSize = o.FftSize;
+  s.OverlapPercent = o.Overlap;
+  s.ZeroPadding = o.ZeroPadding;
+  s.Window = ParseWindow(o.Window);
+  s.Averages = o.Averages;
+  s.Averaging = ParseAveraging(o.Averaging);
+  s.Peaks = o.Peaks;
+  s.Harmonics = o.Harmonics;
+  if (o.Harmonics < 1) throw EUsage("--harmonics must be at least 1");
+#ifndef SIGFLOW_CLI_GUI
+  if (!o.Plot.empty()) WritePlot({}, o.Plot, "");
+#endif
+
+  std::unique_ptr<TSampleSource> source;
+  std::string what;
+  if (o.File.empty()) {
+    source = std::make_unique<TTestSignal>();
+    what = "built-in test signal (1 kHz, 1 % 2nd and 0.3 % 3rd harmonic, noise at -100 dB)";
+  } else {
+    auto file = std::make_unique<TFileSource>(o.File, o.Record, o.Channel);
+    if (!o.SaveChain.empty()) CheckAnalyzeChain(s, o.Record, file->ChannelCount(), false);
+    source = std::move(file);
+    what = o.File;
+  }
+  if (o.File.empty() && !o.SaveChain.empty()) CheckAnalyzeChain(s, 0, 1, true);
+  TProgress progress("analyze", source->Frames(), double(source->Frames()) / source->SamplingFrequency());
+  const TAnalysisReport r = AnalyzeSpectrum(*source, s, &progress);
+  progress.Finish();
+
+  if (!o.Csv.empty()) WriteCsv(r, o.Csv, o.Db);
+  if (!o.Plot.empty()) WritePlot(r, o.Plot, o.File.empty() ? "Built-in test signal" : o.File);
+  if (!o.SaveChain.empty()) SaveAnalyzeChain(o.SaveChain, o.File, s, r.FramesAveraged);
+  if (o.Json) PrintAnalysisJson(r, s, o.File.empty() ? "builtin" : o.File);
+  else PrintAnalysisReport(r, s, o.Averaging, what);
+  return ExitOk;
+}
+
+}  // namespace
+
+void PrintAnalysisReport(const TAnalysisReport& r, const TAnalysisSettings& s, const std::string& averaging,
+                         const std::string& what) {
   const bool tone = !r.Peaks.empty();
   auto num = [](double x, int p = 6) { return FormatNumber(x, p); };
   std::printf("Signal:              %s\n", what.c_str());
   std::printf("Sampling frequency:  %s Hz\n", num(r.SamplingFrequency, 10).c_str());
-  std::printf("Duration:            %s s\n", num(r.Duration, 8).c_str());
-  std::printf("RMS:                 %s\n", num(r.Rms, 8).c_str());
+  // A chain's analyzer sees frames only: figures of the whole signal it cannot give are n/a.
+  std::printf("Duration:            %s\n", std::isnan(r.Duration) ? "n/a" : (num(r.Duration, 8) + " s").c_str());
+  std::printf("RMS:                 %s\n", std::isnan(r.Rms) ? "n/a" : num(r.Rms, 8).c_str());
   std::printf("Spectrum:            %d-point frames, %s window, %s%% overlap, %lld frames averaged (%s), "
               "%s Hz bins\n",
               s.FftSize, s.Window.Name.c_str(), num(s.OverlapPercent).c_str(), static_cast<long long>(r.FramesAveraged),
-              o.Averaging.c_str(), num(r.BinHz, 8).c_str());
+              averaging.c_str(), num(r.BinHz, 8).c_str());
   std::printf("Peaks:\n");
   for (std::size_t i = 0; i < r.Peaks.size(); ++i) {
     std::printf("  %2zu  %14s Hz  %14s  %9s dB\n", i + 1, num(r.Peaks[i].Frequency, 10).c_str(),
@@ -180,7 +230,7 @@ void PrintReport(const TAnalysisReport& r, const TAnalyzeOptions& o, const TAnal
   std::printf("Noise floor:         %s dB per bin re fundamental\n", num(r.Tone.NF(), 6).c_str());
 }
 
-void PrintJson(const TAnalysisReport& r, const TAnalysisSettings& s, const std::string& file) {
+void PrintAnalysisJson(const TAnalysisReport& r, const TAnalysisSettings& s, const std::string& file) {
   nlohmann::ordered_json j;
   j["signal"] = file;
   j["sampling_frequency"] = r.SamplingFrequency;
@@ -207,43 +257,6 @@ void PrintJson(const TAnalysisReport& r, const TAnalysisSettings& s, const std::
   std::printf("%s\n", j.dump(2).c_str());
 }
 
-int RunAnalyze(const TAnalyzeOptions& o) {
-  TAnalysisSettings s;
-  s.FftSize = o.FftSize;
-  s.OverlapPercent = o.Overlap;
-  s.ZeroPadding = o.ZeroPadding;
-  s.Window = ParseWindow(o.Window);
-  s.Averages = o.Averages;
-  s.Averaging = ParseAveraging(o.Averaging);
-  s.Peaks = o.Peaks;
-  s.Harmonics = o.Harmonics;
-  if (o.Harmonics < 1) throw EUsage("--harmonics must be at least 1");
-#ifndef SIGFLOW_CLI_GUI
-  if (!o.Plot.empty()) WritePlot({}, o.Plot, "");
-#endif
-
-  std::unique_ptr<TSampleSource> source;
-  std::string what;
-  if (o.File.empty()) {
-    source = std::make_unique<TTestSignal>();
-    what = "built-in test signal (1 kHz, 1 % 2nd and 0.3 % 3rd harmonic, noise at -100 dB)";
-  } else {
-    source = std::make_unique<TFileSource>(o.File, o.Record, o.Channel);
-    what = o.File;
-  }
-  TProgress progress("analyze", source->Frames(), double(source->Frames()) / source->SamplingFrequency());
-  const TAnalysisReport r = AnalyzeSpectrum(*source, s, &progress);
-  progress.Finish();
-
-  if (!o.Csv.empty()) WriteCsv(r, o.Csv, o.Db);
-  if (!o.Plot.empty()) WritePlot(r, o.Plot, o.File.empty() ? "Built-in test signal" : o.File);
-  if (o.Json) PrintJson(r, s, o.File.empty() ? "builtin" : o.File);
-  else PrintReport(r, o, s, what);
-  return ExitOk;
-}
-
-}  // namespace
-
 void RegisterAnalyze(CLI::App& app, TCommand* selected) {
   auto o = std::make_shared<TAnalyzeOptions>();
   CLI::App* sub = app.add_subcommand(
@@ -267,6 +280,8 @@ void RegisterAnalyze(CLI::App& app, TCommand* selected) {
   sub->add_flag("--json", o->Json, "Print the report as one JSON object (snake_case keys)");
   sub->add_option("--csv", o->Csv, "Write the spectrum to this CSV file (frequency, amplitude)");
   sub->add_option("--plot", o->Plot, "Draw the spectrum with its peaks to this PNG file (1600x900)");
+  sub->add_option("--save-chain", o->SaveChain,
+                  "Write the equivalent component chain (reader, spectrum analyzer) to this JSON file for run");
   sub->callback([o, selected] { *selected = [o] { return RunAnalyze(*o); }; });
 }
 

@@ -16,7 +16,6 @@ namespace sigflow::cli {
 // Exit statuses.
 inline constexpr int ExitOk = 0;
 inline constexpr int ExitError = 1;
-inline constexpr int ExitNotAvailable = 2;
 
 // A wrong option value or a request the tool refuses; reported as "sigflow: <what>".
 class EUsage : public std::runtime_error {
@@ -32,7 +31,9 @@ using TCommand = std::function<int()>;
 void RegisterInfo(CLI::App& app, TCommand* selected);
 void RegisterConvert(CLI::App& app, TCommand* selected);
 void RegisterAnalyze(CLI::App& app, TCommand* selected);
-void RegisterPending(CLI::App& app, TCommand* selected);
+void RegisterGenerate(CLI::App& app, TCommand* selected);
+void RegisterFilter(CLI::App& app, TCommand* selected);
+void RegisterRun(CLI::App& app, TCommand* selected);
 
 // Precision by name: the enumeration names (prDouble ... prByte) or the short forms
 // double, single (float), int32, uint32, int16, uint16, int8, uint8; case-insensitive.

@@ -181,9 +181,7 @@ TAnalysisReport AnalyzeSpectrum(TSampleSource& source, const TAnalysisSettings& 
   const int bins = m / 2 + 1;
   const int hop = std::max(1, int(std::lround(n * (1.0 - s.OverlapPercent / 100.0))));
 
-  TVec wv;
-  SignalWindow(wv, s.Window.Type, n, wsPeriodic, s.Window.Param);
-  std::vector<double> window(wv.Data(), wv.Data() + n);
+  const std::vector<double> window = AnalysisWindow(s);
   double wsum = 0;
   for (double v : window) wsum += v;
   if (!(wsum > 0)) throw EUsage("window '" + s.Window.Name + "' sums to zero");
@@ -252,6 +250,23 @@ TAnalysisReport AnalyzeSpectrum(TSampleSource& source, const TAnalysisSettings& 
     r.Amplitudes[k] = std::sqrt(p) * scale;
   }
 
+  MeasureSpectrum(r, s);
+  return r;
+}
+
+std::vector<double> AnalysisWindow(const TAnalysisSettings& s) {
+  TVec wv;
+  SignalWindow(wv, s.Window.Type, s.FftSize, wsPeriodic, s.Window.Param);
+  return std::vector<double>(wv.Data(), wv.Data() + s.FftSize);
+}
+
+void MeasureSpectrum(TAnalysisReport& r, const TAnalysisSettings& s) {
+  const std::vector<double> window = AnalysisWindow(s);
+  double wsum = 0;
+  for (double v : window) wsum += v;
+  const int m = s.FftSize * s.ZeroPadding;
+  const int bins = int(r.Amplitudes.size());
+  const double fs = r.SamplingFrequency;
   const double nullBins = FirstNull(window, wsum) * s.ZeroPadding;
   const int half = int(std::ceil(nullBins)) + 1;
   r.MainlobeWidth = 2 * half + 1;
@@ -288,7 +303,6 @@ TAnalysisReport AnalyzeSpectrum(TSampleSource& source, const TAnalysisSettings& 
     ts.FundamentalHz = r.Peaks.front().Frequency;
     r.Tone = MeasureTone(r.Amplitudes, ts);
   }
-  return r;
 }
 
 }  // namespace sigflow::cli

@@ -67,6 +67,12 @@ TAveraging ParseAveraging(const std::string& name);
 class TProgress;
 TAnalysisReport AnalyzeSpectrum(TSampleSource& source, const TAnalysisSettings& settings, TProgress* progress);
 
+// Peaks and tone figures of r.Amplitudes (one-sided, r.SamplingFrequency and r.BinHz set),
+// a spectrum made with the window and transform length of s.
+void MeasureSpectrum(TAnalysisReport& r, const TAnalysisSettings& s);
+// The analysis window of s: periodic, FftSize points.
+std::vector<double> AnalysisWindow(const TAnalysisSettings& s);
+
 // Peak of a tone refined between bins: fits the window's own transform to the bins around
 // bin k of amplitudes (a spectrum of `window` zero-padded to `transformLength`). Returns the
 // position in bins and the amplitude. Exposed for the report of single peaks.

@@ -35,7 +35,9 @@ int main(int argc, char** argv) {
     RegisterInfo(app, &selected);
     RegisterConvert(app, &selected);
     RegisterAnalyze(app, &selected);
-    RegisterPending(app, &selected);
+    RegisterGenerate(app, &selected);
+    RegisterFilter(app, &selected);
+    RegisterRun(app, &selected);
     try {
       app.parse(argc, argv);
     } catch (const CLI::CallForHelp& e) {

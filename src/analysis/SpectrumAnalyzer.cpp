@@ -66,6 +66,7 @@ const TPropertyTable& TSpectrumAnalyzer::ClassProperties() {
   // Averaged after the setters that reset it, AutoCalculate last so a copy never recomputes
   // half way.
   static const TPropertyTable table(&TSpectrum::ClassProperties(), {
+      ComponentProperty("Input", &TAnalysis::Input, &TAnalysis::SetInput, "TSignal"),
       EnumProperty("Method", &A::Method, &A::SetMethod, SpectrumMethodInfo(), smFFT),
       Property("AROrder", &A::AROrder, &A::SetAROrder, 100),
       EnumProperty("Window", &A::Window, &A::SetWindow, SignalWindowTypeInfo(), wtRectangular),

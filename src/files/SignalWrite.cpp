@@ -14,6 +14,7 @@ TSignalWrite::~TSignalWrite() {
 
 const TPropertyTable& TSignalWrite::ClassProperties() {
   static const TPropertyTable table(&TFileStorage::ClassProperties(), {
+      ComponentProperty("Input", &TAnalysis::Input, &TAnalysis::SetInput, "TSignal"),
       EnumProperty("Precision", &TSignalWrite::Precision, &TSignalWrite::SetPrecision, PrecisionInfo(), prDouble),
       EnumProperty("Rounding", &TSignalWrite::Rounding, &TSignalWrite::SetRounding, RoundingInfo(), rnRound),
   });
