@@ -1,5 +1,7 @@
 #include <benchmark/benchmark.h>
 
+#include "sine_peer.h"
+
 #include <cmath>
 #include <numbers>
 #include <vector>
@@ -31,20 +33,8 @@ static void BM_SineGeneratorComponent_sigflow(benchmark::State& state) {
 }
 BENCHMARK(BM_SineGeneratorComponent_sigflow)->Arg(4096);
 
-// The plain loop: A sin(w i + phi) with the running sample index.
-static void BM_SineGeneratorComponent_stdsin(benchmark::State& state) {
-  const auto n = static_cast<std::size_t>(state.range(0));
-  std::vector<double> out(n);
-  const double w = 2.0 * std::numbers::pi * 1000.0 / 48000.0, phi = 0.3, a = 1.0;
-  std::int64_t index = 0;
-  for (auto _ : state) {
-    for (std::size_t i = 0; i < n; ++i) out[i] = a * std::sin(w * static_cast<double>(index + static_cast<std::int64_t>(i)) + phi);
-    index += static_cast<std::int64_t>(n);
-    benchmark::DoNotOptimize(out.data());
-    benchmark::ClobberMemory();
-  }
-  state.SetItemsProcessed(state.iterations() * state.range(0));
-}
+// The same plain std::sin loop as the tone kernel's peer: one peer for both work items.
+static void BM_SineGeneratorComponent_stdsin(benchmark::State& state) { SineStdSinLoop(state); }
 BENCHMARK(BM_SineGeneratorComponent_stdsin)->Arg(4096);
 
 // Three functions and two operators: (sine + square) * triangle.
