@@ -3,11 +3,13 @@
 #include "sigflow/core/ClassRegistry.h"
 #include "sigflow/processing/SignalDemux.h"
 #include "sigflow/processing/SignalIncBuffer.h"
+#include "sigflow/processing/SignalMux.h"
 
 namespace sigflow {
 
 void RegisterSignalBufferClasses() {
   RegisterComponentClass<TSignalIncBuffer>("TSignalIncBuffer");
+  RegisterComponentClass<TSignalMux>("TSignalMux");
   RegisterComponentClass<TSignalDemux>("TSignalDemux");
 }
 
