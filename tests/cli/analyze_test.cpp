@@ -111,6 +111,26 @@ TEST(CliAnalyze, TwoToneWavReadsTheGeneratedTones) {
   EXPECT_NEAR(right["peaks"][1]["frequency"].get<double>(), 12345.6, 0.001);
   EXPECT_NEAR(right["peaks"][1]["amplitude"].get<double>(), 500, 0.05);
 
+  // A low-pass between the tones leaves the lower one and takes the template's 60 dB off the upper.
+  for (const char* method : {"--fir", "--iir"}) {
+    const auto low = RunJson({"analyze", wav, "--json", "--peaks", "2", "--channel", "2", "--lowpass", "5000", method});
+    EXPECT_NEAR(low["peaks"][0]["frequency"].get<double>(), 997.0, 0.001) << method;
+    EXPECT_NEAR(low["peaks"][0]["amplitude"].get<double>(), 8000, 8000 * 0.012) << method;  // 0.1 dB ripple
+    const std::string csv = dir.File("low.csv");
+    RunJson({"analyze", wav, "--json", "--channel", "2", "--lowpass", "5000", method, "--csv", csv});
+    std::istringstream in(ReadFileText(csv));
+    std::string line;
+    std::getline(in, line);
+    double upper = 0;
+    while (std::getline(in, line)) {
+      const auto comma = line.find(',');
+      if (std::abs(std::stod(line.substr(0, comma)) - 12345.6) < 30)
+        upper = std::max(upper, std::stod(line.substr(comma + 1)));
+    }
+    EXPECT_GT(upper, 0.0) << method;
+    EXPECT_LT(upper, 500 * 1e-3) << method;
+  }
+
   const TRun bad = RunCli({"analyze", wav, "--channel", "3"});
   EXPECT_EQ(bad.Status, 1);
   EXPECT_EQ(bad.Err, "sigflow: '" + wav + "' has no channel 3 (it has 2)\n");
