@@ -36,11 +36,6 @@ constexpr double BuiltInSeconds = 10;
 // Exponential averaging time constant, in frames, when --averages is 0.
 constexpr int DefaultExponentialFrames = 8;
 
-std::string Lower(std::string s) {
-  std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return char(std::tolower(c)); });
-  return s;
-}
-
 double Db(double amplitude) {
   return amplitude > 0 ? 20.0 * std::log10(amplitude) : -std::numeric_limits<double>::infinity();
 }
@@ -90,18 +85,6 @@ std::string ShortName(const TNamed (&table)[N], const TEnumInfo& info, int value
   return info.Name(value);
 }
 
-double ParseNumber(const std::string& text, const std::string& what) {
-  std::size_t used = 0;
-  double v = 0;
-  try {
-    v = std::stod(text, &used);
-  } catch (const std::exception&) {
-    used = 0;
-  }
-  if (used != text.size() || !std::isfinite(v)) throw EUsage("bad " + what + " '" + text + "'");
-  return v;
-}
-
 struct TWindowSetting {
   TSignalWindowType Type = wtKaiser;
   double SidelobeAtt = 0;  // 0: the analyzer's default
@@ -117,7 +100,9 @@ TWindowSetting ParseWindow(const std::string& text) {
   TWindowSetting w;
   w.Type = TSignalWindowType(type);
   if (colon == std::string::npos) return w;
-  const double v = ParseNumber(text.substr(colon + 1), "parameter of window '" + base + "'");
+  double v = 0;
+  if (!ParseFinite(text.substr(colon + 1), v))
+    throw EUsage("bad parameter '" + text.substr(colon + 1) + "' of window '" + base + "'");
   switch (type) {
     case wtKaiser:
     case wtChebyshev:

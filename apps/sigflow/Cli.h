@@ -59,6 +59,10 @@ private:
   int lastPermille_ = -1;
 };
 
+// The whole text as a finite number, '.' as the decimal point whatever the locale.
+bool ParseFinite(const std::string& text, double& value);
+std::string Lower(std::string s);
+
 // Number formatting that ignores the process locale.
 std::string FormatNumber(double x, int precision = 6);
 

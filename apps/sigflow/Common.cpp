@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cctype>
 #include <cmath>
 #include <cstdio>
@@ -12,15 +13,21 @@ namespace sigflow::cli {
 
 namespace {
 
+// Seconds of signal above which a bar is worth drawing.
+constexpr double ProgressMinSeconds = 5.0;
+
+}  // namespace
+
 std::string Lower(std::string s) {
   std::transform(s.begin(), s.end(), s.begin(), [](unsigned char c) { return char(std::tolower(c)); });
   return s;
 }
 
-// Seconds of signal above which a bar is worth drawing.
-constexpr double ProgressMinSeconds = 5.0;
-
-}  // namespace
+bool ParseFinite(const std::string& text, double& value) {
+  const char* end = text.data() + text.size();
+  const auto [ptr, ec] = std::from_chars(text.data(), end, value);
+  return ec == std::errc() && ptr == end && std::isfinite(value);
+}
 
 TPrecision ParsePrecision(const std::string& name) {
   struct Entry {

@@ -14,15 +14,8 @@ namespace sigflow::cli {
 namespace {
 
 double ParseHz(const std::string& text, const std::string& option) {
-  std::size_t used = 0;
   double v = 0;
-  try {
-    v = std::stod(text, &used);
-  } catch (const std::exception&) {
-    used = 0;
-  }
-  if (used != text.size() || !(v > 0) || !std::isfinite(v))
-    throw EUsage(option + " needs a positive frequency in Hz, not '" + text + "'");
+  if (!ParseFinite(text, v) || !(v > 0)) throw EUsage(option + " needs a positive frequency in Hz, not '" + text + "'");
   return v;
 }
 

@@ -207,7 +207,7 @@ TEST(CliAnalyze, BadSettingsAreRefused) {
       {{"analyze", "--window", "gauss"},
        "sigflow: unknown window 'gauss' (rect, hann, hamming, flattop, bartlett, blackman, blackman-harris, "
        "blackman-exact, cosine, kaiser, chebyshev, exponential; kaiser:DB, chebyshev:DB, exponential:END)\n"},
-      {{"analyze", "--window", "kaiser:x"}, "sigflow: bad parameter of window 'kaiser' 'x'\n"},
+      {{"analyze", "--window", "kaiser:x"}, "sigflow: bad parameter 'x' of window 'kaiser'\n"},
       {{"analyze", "--window", "hann:3"}, "sigflow: window 'hann' takes no parameter\n"},
       {{"analyze", "--overlap", "100"}, "sigflow: --overlap must be in [0, 100)\n"},
       {{"analyze", "--overlap", "60"},
