@@ -12,11 +12,7 @@ TCollection* CheckedCollection(TCollection* Collection) {
 }
 }  // namespace
 
-TSignalItem::TSignalItem(TCollection* Collection) : TCollectionItem(CheckedCollection(Collection)) {}
-
-TSignalItem::~TSignalItem() {
-  if (input_ && !input_->ComponentState().Contains(csDestroying)) input_->SetOnNotifyUpdate(nullptr);
-}
+TSignalItem::TSignalItem(TCollection* Collection) : TInputItem(CheckedCollection(Collection)) {}
 
 const TPropertyTable& TSignalItem::ClassProperties() {
   static const TPropertyTable table(&TCollectionItem::ClassProperties(), {
@@ -25,27 +21,17 @@ const TPropertyTable& TSignalItem::ClassProperties() {
   return table;
 }
 
-void TSignalItem::SetInput(TSignal* Value) {
-  // A dying input's events die with it; its TAnalysis part may already be gone.
-  if (input_ && !input_->ComponentState().Contains(csDestroying)) input_->SetOnNotifyUpdate(nullptr);
-  input_ = Value;
-  if (Value) {
-    auto* owner = static_cast<TSignalCollection*>(Collection());
-    Value->SetOnNotifyUpdate(owner ? owner->OnSetInput() : TNotifyEvent());
-    if (owner && owner->GetOwner()) Value->FreeNotification(owner->GetOwner());
-  }
-}
+TSignal* TSignalItem::Input() const { return static_cast<TSignal*>(input_); }
+
+void TSignalItem::SetInput(TSignal* Value) { Connect(Value); }
 
 void TSignalItem::Assign(TPersistent* Source) {
-  if (auto* src = dynamic_cast<TSignalItem*>(Source)) {
-    SetInput(src->Input());
-    return;
-  }
+  if (auto* src = dynamic_cast<TSignalItem*>(Source)) return SetInput(src->Input());
   TCollectionItem::Assign(Source);
 }
 
 TSignalCollection::TSignalCollection(TComponent* AOwner)
-    : TCollection(TCollectionItemClass::Of<TSignalItem>("TSignalItem"), AOwner), owner_(AOwner) {}
+    : TInputCollection(TCollectionItemClass::Of<TSignalItem>("TSignalItem"), AOwner) {}
 
 TSignalItem* TSignalCollection::Add() {
   auto* item = static_cast<TSignalItem*>(TCollection::Add());

@@ -12,11 +12,7 @@ TCollection* CheckedCollection(TCollection* Collection) {
 }
 }  // namespace
 
-TSpectrumItem::TSpectrumItem(TCollection* Collection) : TCollectionItem(CheckedCollection(Collection)) {}
-
-TSpectrumItem::~TSpectrumItem() {
-  if (input_ && !input_->ComponentState().Contains(csDestroying)) input_->SetOnNotifyUpdate(nullptr);
-}
+TSpectrumItem::TSpectrumItem(TCollection* Collection) : TInputItem(CheckedCollection(Collection)) {}
 
 const TPropertyTable& TSpectrumItem::ClassProperties() {
   static const TPropertyTable table(&TCollectionItem::ClassProperties(), {
@@ -25,25 +21,16 @@ const TPropertyTable& TSpectrumItem::ClassProperties() {
   return table;
 }
 
-void TSpectrumItem::SetInput(TSpectrum* Value) {
-  if (input_ && !input_->ComponentState().Contains(csDestroying)) input_->SetOnNotifyUpdate(nullptr);
-  input_ = Value;
-  if (Value) {
-    auto* owner = static_cast<TSpectrumCollection*>(Collection());
-    Value->SetOnNotifyUpdate(owner ? owner->OnSetInput() : TNotifyEvent());
-    if (owner && owner->GetOwner()) Value->FreeNotification(owner->GetOwner());
-  }
-}
+TSpectrum* TSpectrumItem::Input() const { return static_cast<TSpectrum*>(input_); }
+
+void TSpectrumItem::SetInput(TSpectrum* Value) { Connect(Value); }
 
 void TSpectrumItem::Assign(TPersistent* Source) {
-  if (auto* src = dynamic_cast<TSpectrumItem*>(Source)) {
-    SetInput(src->Input());
-    return;
-  }
+  if (auto* src = dynamic_cast<TSpectrumItem*>(Source)) return SetInput(src->Input());
   TCollectionItem::Assign(Source);
 }
 
 TSpectrumCollection::TSpectrumCollection(TComponent* AOwner)
-    : TCollection(TCollectionItemClass::Of<TSpectrumItem>("TSpectrumItem"), AOwner), owner_(AOwner) {}
+    : TInputCollection(TCollectionItemClass::Of<TSpectrumItem>("TSpectrumItem"), AOwner) {}
 
 }  // namespace sigflow
