@@ -17,7 +17,7 @@ fi
   --benchmark_format=json --benchmark_out="$out/sigflow.json" --benchmark_out_format=json >/dev/null
 
 : > "$out/peers.jsonl"
-for peer in bench/peers/*.py; do
+for peer in bench/peers/[!_]*.py; do
   [ -e "$peer" ] || continue
   /usr/bin/python3 "$peer" --filter "$filter" >> "$out/peers.jsonl"
 done

@@ -1,11 +1,7 @@
 """Peer timings for the estimator benchmarks: Burg's method written with numpy."""
-import argparse
-import json
-import re
-import timeit
-
 import numpy as np
 
+from _peer import rate, report
 
 def burg(x, p):
     n = len(x)
@@ -29,23 +25,8 @@ def bench_burg4096():
     n, order = 4096, 16
     i = np.arange(n, dtype=float)
     x = np.sin(0.05 * i) + 0.3 * np.sin(0.9 * i + 1)
-    timer = timeit.Timer(lambda: burg(x, order))
-    loops, _ = timer.autorange()
-    best = min(timer.repeat(repeat=5, number=loops)) / loops
-    return n / best
-
-
-WORKS = {"BM_Burg4096_numpy": bench_burg4096}
-
-
-def main():
-    parser = argparse.ArgumentParser()
-    parser.add_argument("--filter", default=".")
-    args = parser.parse_args()
-    for name, fn in WORKS.items():
-        if re.search(args.filter, name):
-            print(json.dumps({"name": name, "items_per_second": fn()}))
+    return rate(lambda: burg(x, order), n)
 
 
 if __name__ == "__main__":
-    main()
+    report({"BM_Burg4096_numpy": bench_burg4096})

@@ -1,13 +1,10 @@
 """scipy peers of the streaming filter kernels: the same 2^22-sample stream as
 bench/kernels_bench.cpp, in blocks of 4096 with the filter state carried (zi), or the whole
 array at once where scipy has no streaming form. Prints one JSON line per work item."""
-import argparse
-import json
-import re
-import time
-
 import numpy as np
 from scipy import signal
+
+from _peer import rate, report
 
 STREAM = 1 << 22
 BLOCK = 4096
@@ -27,19 +24,6 @@ def low_pass(n):
     return h * w
 
 
-def rate(run, min_time=0.5):
-    # CPU time, as Google Benchmark reports items per second of CPU time.
-    run()  # warm-up
-    n = 0
-    start = time.process_time()
-    while True:
-        run()
-        n += 1
-        elapsed = time.process_time() - start
-        if elapsed >= min_time:
-            return n * STREAM / elapsed
-
-
 def fir_blocks(x, h):
     def run():
         zi = np.zeros(len(h) - 1)
@@ -57,9 +41,6 @@ def sos_blocks(x, sos):
 
 
 def main():
-    ap = argparse.ArgumentParser()
-    ap.add_argument("--filter", default=".")
-    args = ap.parse_args()
     x = stream()
     works = {
         "BM_Fir64_scipy": lambda: fir_blocks(x, low_pass(64)),
@@ -68,9 +49,7 @@ def main():
         "BM_Decim4_scipy": lambda: (lambda h=low_pass(64): lambda: signal.upfirdn(h, x, 1, 4))(),
         "BM_Interp4_scipy": lambda: (lambda h=low_pass(64): lambda: signal.upfirdn(h, x, 4, 1))(),
     }
-    for name, make in works.items():
-        if re.search(args.filter, name):
-            print(json.dumps({"name": name, "items_per_second": rate(make())}), flush=True)
+    report({name: (lambda make=make: rate(make(), STREAM, min_time=0.5)) for name, make in works.items()})
 
 
 if __name__ == "__main__":
