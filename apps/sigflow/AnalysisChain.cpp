@@ -283,6 +283,7 @@ TChainEnds BuildAnalyzeChain(TComponent& root, const TSourceChoice& src, const T
     stage->SetLength(block);
   }
   ends.Blocks = blocks;
+  ends.Seconds = double(values) / fs;
 
   if (channels > 1) {
     auto* demux = new TSignalDemux(&root);

@@ -44,7 +44,8 @@ struct TSourceChoice {
 struct TChainEnds {
   TAnalysis* Last = nullptr;
   TSpectrumAnalyzer* Analyzer = nullptr;
-  std::int64_t Blocks = 0;  // pulls that cover the signal; 0: until the source ends
+  std::int64_t Blocks = 0;  // pulls that cover the signal
+  double Seconds = 0;       // of signal those pulls deliver
 };
 
 // Registers every class a chain file may hold.

@@ -93,8 +93,7 @@ int RunAnalyze(const TAnalyzeOptions& o) {
   const std::string what =
       builtIn ? "built-in test signal (1 kHz, 1 % 2nd and 0.3 % 3rd harmonic, noise at -100 dB)" : o.Source.File;
   std::vector<TStreamTally> tallies{TStreamTally(an)};
-  TProgress progress("analyze", ends.Blocks, double(ends.Blocks) * an.Input()->Length() /
-                                                 std::max(1.0, an.Input()->SamplingFrequency()));
+  TProgress progress("analyze", ends.Blocks, ends.Seconds);
   RunToEnd(*ends.Last, {&an}, tallies, builtIn ? ends.Blocks : 0, &progress, what);
   progress.Finish();
   const TAnalysisReport r = ReportOf(an, tallies.front(), builtIn ? "builtin" : o.Source.File);
