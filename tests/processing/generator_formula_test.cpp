@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -13,8 +14,11 @@
 #include "sigflow/processing/SignalGenerator.h"
 #include "sigflow/tools/SignalCollection.h"
 #include "support/alloc_counter.h"
+#include "support/message.h"
 
 using namespace sigflow;
+using sigflow::test::MessageOf;
+using ::testing::HasSubstr;
 
 namespace {
 
@@ -108,18 +112,8 @@ TEST(GeneratorFormula, FailuresAreRaisedOrReported) {
     std::string text;
     for (int i = 0; i < 22; ++i) text += "constant(1) ";
     Gen g(text, 8);
-    try {
-      g.g.ResetStack();
-      FAIL();
-    } catch (const Exception& e) {
-      EXPECT_STREQ(e.what(), "Max stack size = 21!");
-    }
-    try {
-      g.g.Update();
-      FAIL();
-    } catch (const Exception& e) {
-      EXPECT_NE(std::string(e.what()).find("Max stack size = 21!"), std::string::npos);
-    }
+    EXPECT_EQ(MessageOf([&] { g.g.ResetStack(); }), "Max stack size = 21!");
+    EXPECT_THAT(MessageOf([&] { g.g.Update(); }), HasSubstr("Max stack size = 21!"));
   }
   {  // two function lines, no operator
     Gen g("sine(1000,0,1) constant(2)", 16);
@@ -155,41 +149,20 @@ TEST(GeneratorFormula, FailuresAreRaisedOrReported) {
   {  // FillValues on an operator line
     Gen g("constant(1) constant(2) +", 16);
     g.g.Prepare();
-    try {
-      g.g.FillValues(g.g.Slots(2));
-      FAIL();
-    } catch (const Exception& e) {
-      EXPECT_STREQ(e.what(), "Formula error!");
-    }
+    EXPECT_EQ(MessageOf([&] { g.g.FillValues(g.g.Slots(2)); }), "Formula error!");
   }
   {
     Gen g("sine(1000,0,1)", 16);
     g.g.SetSamplingFrequency(0);
-    EXPECT_EQ(g.g.SamplingFrequency(), 0.0);
-    try {
-      g.g.Prepare();
-      FAIL();
-    } catch (const Exception& e) {
-      EXPECT_STREQ(e.what(), "SamplingFrequency = 0");
-    }
+    EXPECT_EQ(MessageOf([&] { g.g.Prepare(); }), "SamplingFrequency = 0");
   }
   {
-    Gen g2("input3", 16);
-    try {
-      g2.g.Prepare();
-      FAIL();
-    } catch (const Exception& e) {
-      EXPECT_STREQ(e.what(), "i > Inputs.Count-1");
-    }
+    Gen g("input3", 16);
+    EXPECT_EQ(MessageOf([&] { g.g.Prepare(); }), "i > Inputs.Count-1");
   }
   {
     Gen g("constant(1)", 0);
-    try {
-      g.g.Update();
-      FAIL();
-    } catch (const Exception& e) {
-      EXPECT_NE(std::string(e.what()).find("Length = 0"), std::string::npos);
-    }
+    EXPECT_THAT(MessageOf([&] { g.g.Update(); }), HasSubstr("Length = 0"));
   }
   {  // the loose bound of ResyncFunction
     Gen g("sine(1) sine(2)", 16);
@@ -199,12 +172,7 @@ TEST(GeneratorFormula, FailuresAreRaisedOrReported) {
       seen.push_back(i);
     });
     g.g.ResyncFunction(3);  // 3 - 1 = 2 is not above Count = 2
-    try {
-      g.g.ResyncFunction(4);
-      FAIL();
-    } catch (const Exception& e) {
-      EXPECT_STREQ(e.what(), "(TemplateLineIndex-1) > Template.Count");
-    }
+    EXPECT_EQ(MessageOf([&] { g.g.ResyncFunction(4); }), "(TemplateLineIndex-1) > Template.Count");
     g.g.ResyncAll();
     EXPECT_EQ(seen, (std::vector<int>{3, 0, 1}));
     EXPECT_TRUE(g.g.Slots(0).Resync && g.g.Slots(1).Resync);

@@ -9,8 +9,10 @@
 #include "sigflow/core/Streams.h"
 #include "sigflow/processing/SignalGenerator.h"
 #include "sigflow/processing/SignalGeneratorList.h"
+#include "support/message.h"
 
 using namespace sigflow;
+using sigflow::test::MessageOf;
 
 namespace {
 
@@ -109,12 +111,8 @@ TEST(FuncSignalList, BadStreamsAreRefused) {
   s.SetPosition(0);
   TFuncSignalList list;
   list.Add(TFuncSignalRecord{});
-  try {
-    list.LoadFromStream(s);
-    FAIL();
-  } catch (const EReadError& e) {
-    EXPECT_STREQ(e.what(), "Line count 2 exceeds the 76 bytes left in the stream");
-  }
+  EXPECT_EQ(MessageOf<EReadError>([&] { list.LoadFromStream(s); }),
+            "Line count 2 exceeds the 76 bytes left in the stream");
   EXPECT_EQ(list.Count(), 0);
   PutLE(img, 71, 0x80000000u, 4);
   TMemoryStream neg;
@@ -127,12 +125,7 @@ TEST(FuncSignalList, BadStreamsAreRefused) {
   EXPECT_THROW(list.LoadFromStream(shortHeader), Exception);
 
   // Items are not assigned, stacks take references only, templates copy.
-  try {
-    list.SetItems(0, nullptr);
-    FAIL();
-  } catch (const ENoOperation& e) {
-    EXPECT_STREQ(e.what(), "Operation not supported");
-  }
+  EXPECT_EQ(MessageOf<ENoOperation>([&] { list.SetItems(0, nullptr); }), "Operation not supported");
   TFuncSignalRecord rec;
   EXPECT_THROW(list.AddPointer(&rec), ENoOperation);
   TFuncSignalList stack(false);
@@ -141,31 +134,15 @@ TEST(FuncSignalList, BadStreamsAreRefused) {
   stack.Delete(0);  // does not free rec
   EXPECT_EQ(stack.Count(), 0);
   TSignalSounds sounds;
-  try {
-    sounds.SetTemplate(nullptr);
-    FAIL();
-  } catch (const ENoOperation& e) {
-    EXPECT_STREQ(e.what(), "Operation not supported!");
-  }
+  EXPECT_EQ(MessageOf<ENoOperation>([&] { sounds.SetTemplate(nullptr); }), "Operation not supported!");
 }
 
 TEST(FuncSignalText, ParsesAndFormats) {
   auto lines = ParseFormula("  sine(1000,0,1)  Square( 50 , 0 ,0.1,0) + unit_impulse input3 randgauss:c:once(0,1e-3) LOG ");
   ASSERT_EQ(lines.size(), 7u);
-  EXPECT_EQ(lines[0].FuncType, funSine);
-  EXPECT_EQ(lines[0].Params[0], 1000);
-  EXPECT_EQ(lines[0].Params[2], 1);
-  EXPECT_EQ(lines[1].FuncType, funSquare);
+  // The text below and the byte image of the example pin the rest of the fields.
   EXPECT_EQ(lines[1].Params[2], 0.1);
-  EXPECT_EQ(lines[2].OpType, optOperator);
-  EXPECT_EQ(lines[2].Operation, opAdd);
-  EXPECT_EQ(lines[3].FuncType, funUnitImpulse);
-  EXPECT_EQ(lines[4].FuncType, funInput3);
-  EXPECT_TRUE(lines[5].Complex);
-  EXPECT_FALSE(lines[5].Continuous);
-  EXPECT_EQ(lines[5].Params[1], 1e-3);
-  EXPECT_EQ(lines[6].Operation, opLog);
-  EXPECT_TRUE(lines[0].Continuous && lines[0].Active && !lines[0].Complex);
+  EXPECT_TRUE(lines[5].Complex && !lines[5].Continuous);
 
   TFuncSignalList list;
   for (const auto& r : lines) list.Add(r);
