@@ -117,22 +117,21 @@ TEST(SignalRead, RecordsInTurnWithShapesFromTheFileAndNavigationErrors) {
   std::vector<int> events;
   r.SetOnRecordPositionChange([&](TObject*) { events.push_back(r.RecordNumber()); });
 
-  ASSERT_TRUE(r.Update());
-  EXPECT_EQ(r.RecordNumber(), 0);
-  EXPECT_EQ(r.ChannelCount(), 2);
-  EXPECT_EQ(r.Length(), 6);
-  EXPECT_EQ(r.RecordLength(), 3);
-  EXPECT_DOUBLE_EQ(r.SamplingFrequency(), 100);
-  EXPECT_TRUE(test::SameBits(r.Data(), Ramp(6)));
-  ASSERT_TRUE(r.Update());
-  EXPECT_EQ(r.ChannelCount(), 1);
-  EXPECT_FALSE(r.Complex());
-  EXPECT_TRUE(test::SameBits(r.Data(), Ramp(5, 10)));
-  ASSERT_TRUE(r.Update());
-  EXPECT_TRUE(r.Complex());
-  EXPECT_EQ(r.ChannelCount(), 2);
-  EXPECT_DOUBLE_EQ(r.SamplingFrequency(), 300);
-  EXPECT_TRUE(test::SameBits(r.Data(), Ramp(4, -3, true)));
+  const struct {
+    int channels;
+    double fs;
+    TVec data;
+  } records[] = {{2, 100, Ramp(6)}, {1, 200, Ramp(5, 10)}, {2, 300, Ramp(4, -3, true)}};
+  for (int k = 0; k < 3; ++k) {
+    SCOPED_TRACE(k);
+    ASSERT_TRUE(r.Update());
+    EXPECT_EQ(r.RecordNumber(), k);
+    EXPECT_EQ(r.ChannelCount(), records[k].channels);
+    EXPECT_EQ(r.Length(), records[k].data.Length());
+    EXPECT_EQ(r.RecordLength(), records[k].data.Length() / records[k].channels);
+    EXPECT_DOUBLE_EQ(r.SamplingFrequency(), records[k].fs);
+    EXPECT_TRUE(test::SameBits(r.Data(), records[k].data));
+  }
   EXPECT_FALSE(r.Update());
   EXPECT_EQ(events, (std::vector<int>{0, 1, 2}));
 
