@@ -6,18 +6,13 @@
 
 #include "sigflow/core/Properties.h"
 #include "sigflow/core/VarnComponent.h"
+#include "support/message.h"
 #include "test_components.h"
 
 using namespace sigflow;
 using namespace sigflow::test;
 
 namespace {
-std::vector<std::string> Names(const TPropertyTable& t) {
-  std::vector<std::string> names;
-  for (const TPropInfo* p : t.All()) names.push_back(p->Name);
-  return names;
-}
-
 void Configure(TGen& g) {
   g.SetAmplitude(0.25);
   g.SetOrder(-7);
@@ -33,22 +28,15 @@ void Configure(TGen& g) {
 }
 
 std::string Bytes(const TMemoryStream& s) { return std::string(s.Bytes().begin(), s.Bytes().end()); }
+std::string Settings(TGen& g) {
+  TMemoryStream s;
+  g.SaveToStream(s);
+  return Bytes(s);
+}
 std::string TempPath(const std::string& name) {
   return (std::filesystem::temp_directory_path() / ("sigflow_props_" + std::to_string(::getpid()) + "_" + name)).string();
 }
 }  // namespace
-
-TEST(PropertyTable, DescendantTableChainsToItsParent) {
-  const auto base = Names(TGen::ClassProperties());
-  const auto derived = Names(TGenPlus::ClassProperties());
-  ASSERT_EQ(derived.size(), base.size() + 1);
-  EXPECT_TRUE(std::equal(base.begin(), base.end(), derived.begin()));
-  EXPECT_EQ(derived.back(), "Extra");
-  EXPECT_EQ(TGenPlus::ClassProperties().Find("Amplitude"), TGen::ClassProperties().Find("Amplitude"));
-  EXPECT_EQ(TGen::ClassProperties().Find("Extra"), nullptr);
-  TGenPlus plus(nullptr);
-  EXPECT_EQ(&static_cast<TPersistent&>(plus).Properties(), &TGenPlus::ClassProperties());
-}
 
 TEST(PropertyTable, DynamicAccessAndDefaults) {
   TGen g(nullptr);
@@ -61,21 +49,16 @@ TEST(PropertyTable, DynamicAccessAndDefaults) {
   EXPECT_EQ(g.Shape(), shSquare);
   EXPECT_EQ(std::get<std::int64_t>(GetPropValue(g, "Options")), 0);
   EXPECT_TRUE(g.Properties().Find("Seed")->IsStored(g));  // no default: always stored
-  const TPropInfo* order = g.Properties().Find("Order");
-  EXPECT_EQ(order->MinValue, INT32_MIN);
-  EXPECT_EQ(order->MaxValue, INT32_MAX);
-  try {
-    SetPropValue(g, "Count", std::int64_t{3});
-    FAIL();
-  } catch (const EPropertyError& e) {
-    EXPECT_EQ(e.Message(), "Property Count is read-only");
-  }
-  try {
-    GetPropValue(g, "Missing");
-    FAIL();
-  } catch (const EPropertyError& e) {
-    EXPECT_EQ(e.Message(), "Unknown property Missing of TGen");
-  }
+  EXPECT_EQ(MessageOf<EPropertyError>([&] { SetPropValue(g, "Count", std::int64_t{3}); }),
+            "Property Count is read-only");
+  EXPECT_EQ(MessageOf<EPropertyError>([&] { GetPropValue(g, "Missing"); }), "Unknown property Missing of TGen");
+  // A descendant's table reaches its parent's properties; the parent's does not see the new one.
+  TGenPlus plus(nullptr);
+  SetPropValue(plus, "Amplitude", 2.5);
+  SetPropValue(plus, "Extra", 4.0);
+  EXPECT_EQ(plus.Amplitude(), 2.5);
+  EXPECT_EQ(plus.Extra(), 4.0);
+  EXPECT_EQ(MessageOf<EPropertyError>([&] { GetPropValue(g, "Extra"); }), "Unknown property Extra of TGen");
 }
 
 TEST(VarnComponentAssign, CopiesEveryPublishedSetting) {
@@ -84,17 +67,16 @@ TEST(VarnComponentAssign, CopiesEveryPublishedSetting) {
   Configure(src);
   src.SetInput(&input);
   dst.Assign(&src);
-  EXPECT_EQ(dst.Amplitude(), 0.25);
-  EXPECT_EQ(dst.Order(), -7);
-  EXPECT_EQ(dst.Title(), src.Title());
-  EXPECT_FALSE(dst.Enabled());
+  // Every value kind is in the settings image; the reference is not.
+  EXPECT_EQ(Settings(dst), Settings(src));
   EXPECT_EQ(dst.Seed(), src.Seed());
-  EXPECT_EQ(dst.Shape(), shTriangle);
-  EXPECT_EQ(dst.Options(), (TSet<TGenOption>{goLog, goClip}));
   EXPECT_EQ(dst.Input(), &input);
-  ASSERT_EQ(dst.Bands()->Count(), 1);
-  EXPECT_EQ(static_cast<TBandItem*>(dst.Bands()->Items(0))->High(), 0.2);
-  EXPECT_EQ(dst.Notes()->Text(), "first\r\nsecond\r\n");
+  // With BlockAssign the wiring stays.
+  TGen wired(nullptr);
+  wired.SetBlockAssign(true);
+  wired.Assign(&src);
+  EXPECT_EQ(wired.Input(), nullptr);
+  EXPECT_EQ(Settings(wired), Settings(src));
 }
 
 TEST(VarnComponentAssign, AcceptsDescendantsAndRefusesOtherClasses) {
@@ -106,29 +88,10 @@ TEST(VarnComponentAssign, AcceptsDescendantsAndRefusesOtherClasses) {
   EXPECT_EQ(g.Amplitude(), 2);
 
   TGenPlus back(nullptr);
-  try {
-    back.Assign(&g);
-    FAIL();
-  } catch (const EConvertError& e) {
-    EXPECT_EQ(e.Message(), "Cannot assign a TGen to a TGenPlus");
-  }
+  EXPECT_EQ(MessageOf<EConvertError>([&] { back.Assign(&g); }), "Cannot assign a TGen to a TGenPlus");
   TOther other(nullptr);
-  try {
-    g.Assign(&other);
-    FAIL();
-  } catch (const EConvertError& e) {
-    EXPECT_EQ(e.Message(), "Cannot assign a TOther to a TGen");
-  }
+  EXPECT_EQ(MessageOf<EConvertError>([&] { g.Assign(&other); }), "Cannot assign a TOther to a TGen");
   EXPECT_THROW(g.AssignTemplate(&other), EConvertError);
-}
-
-TEST(VarnComponentAssign, BlockAssignKeepsTheWiring) {
-  TGen input(nullptr);
-  TGen src(nullptr), dst(nullptr);
-  src.SetInput(&input);
-  dst.SetBlockAssign(true);
-  dst.Assign(&src);
-  EXPECT_EQ(dst.Input(), nullptr);
 }
 
 TEST(VarnComponentSettings, StreamRoundTripAndByteImage) {
@@ -161,16 +124,10 @@ TEST(VarnComponentSettings, StreamRoundTripAndByteImage) {
   stream.SetPosition(0);
   dst.LoadFromStream(stream);
   EXPECT_EQ(stream.Position(), stream.Size());
+  EXPECT_EQ(Settings(dst), bytes);
   EXPECT_TRUE(std::isnan(dst.Amplitude()));
-  EXPECT_EQ(dst.Order(), -7);
-  EXPECT_EQ(dst.Title(), src.Title());
-  EXPECT_EQ(dst.Seed(), -9007199254740993LL);
-  EXPECT_EQ(dst.Shape(), shTriangle);
-  EXPECT_EQ(dst.Options(), src.Options());
+  EXPECT_EQ(dst.Seed(), -9007199254740993LL);  // not through a double
   EXPECT_EQ(dst.Input(), nullptr);
-  ASSERT_EQ(dst.Bands()->Count(), 1);
-  EXPECT_EQ(static_cast<TBandItem*>(dst.Bands()->Items(0))->Low(), 0.1);
-  EXPECT_EQ(dst.Notes()->Count(), 2);
 
   // Defaults are written too, so loading resets a changed value.
   TGen fresh(nullptr);
@@ -201,22 +158,13 @@ TEST(VarnComponentSettings, WrongClassOrDamagedStreamIsRefusedUnchanged) {
   TGen g(nullptr);
   g.SetOrder(11);
   stream.SetPosition(0);
-  try {
-    g.LoadFromStream(stream);
-    FAIL();
-  } catch (const EReadError& e) {
-    EXPECT_EQ(e.Message(), "Settings of TGenPlus cannot be loaded into a TGen");
-  }
+  EXPECT_EQ(MessageOf<EReadError>([&] { g.LoadFromStream(stream); }),
+            "Settings of TGenPlus cannot be loaded into a TGen");
 
   TMemoryStream junk;
   junk.WriteBuffer("SFX1", 4);
   junk.SetPosition(0);
-  try {
-    g.LoadFromStream(junk);
-    FAIL();
-  } catch (const EReadError& e) {
-    EXPECT_EQ(e.Message(), "Stream does not hold component settings");
-  }
+  EXPECT_EQ(MessageOf<EReadError>([&] { g.LoadFromStream(junk); }), "Stream does not hold component settings");
 
   // A template stream is not a settings stream.
   TMemoryStream tmpl;
@@ -247,12 +195,7 @@ TEST(VarnComponentSettings, WrongClassOrDamagedStreamIsRefusedUnchanged) {
   };
   for (const auto& [json, message] : cases) {
     auto s = withJson(json);
-    try {
-      g.LoadFromStream(*s);
-      FAIL() << json;
-    } catch (const EReadError& e) {
-      EXPECT_EQ(e.Message(), message) << json;
-    }
+    EXPECT_EQ(MessageOf<EReadError>([&] { g.LoadFromStream(*s); }), message) << json;
     EXPECT_EQ(g.Order(), 11) << json;
   }
 
@@ -262,12 +205,7 @@ TEST(VarnComponentSettings, WrongClassOrDamagedStreamIsRefusedUnchanged) {
   TMemoryStream cut;
   cut.WriteBuffer(full.Memory(), full.Size() - 3);
   cut.SetPosition(0);
-  try {
-    g.LoadFromStream(cut);
-    FAIL();
-  } catch (const EReadError& e) {
-    EXPECT_EQ(e.Message(), "Stream read error");
-  }
+  EXPECT_EQ(MessageOf<EReadError>([&] { g.LoadFromStream(cut); }), "Stream read error");
 }
 
 TEST(VarnComponentTemplate, RoundTripCarriesOnlyTemplateProperties) {
@@ -305,31 +243,11 @@ TEST(VarnComponentTemplate, RoundTripCarriesOnlyTemplateProperties) {
   TMemoryStream other;
   plain.SaveTemplateToStream(other);
   other.SetPosition(0);
-  try {
-    dst.LoadTemplateFromStream(other);
-    FAIL();
-  } catch (const EReadError& e) {
-    EXPECT_EQ(e.Message(), "Template of TGen cannot be loaded into a TGenPlus");
-  }
+  EXPECT_EQ(MessageOf<EReadError>([&] { dst.LoadTemplateFromStream(other); }),
+            "Template of TGen cannot be loaded into a TGenPlus");
   TMemoryStream settings;
   src.SaveToStream(settings);
   settings.SetPosition(0);
-  try {
-    dst.LoadTemplateFromStream(settings);
-    FAIL();
-  } catch (const EReadError& e) {
-    EXPECT_EQ(e.Message(), "Stream does not hold a component template");
-  }
-}
-
-TEST(VarnComponent, FlagsAndBaseOperations) {
-  TVarnComponent c(nullptr);
-  EXPECT_FALSE(c.BlockAssign());
-  c.SetBlockAssign(true);
-  EXPECT_TRUE(c.BlockAssign());
-  EXPECT_FALSE(c.EditorActive());
-  c.SetEditorActive(true);
-  EXPECT_TRUE(c.EditorActive());
-  EXPECT_TRUE(c.Update());
-  EXPECT_EQ(c.EditorClass(), "");
+  EXPECT_EQ(MessageOf<EReadError>([&] { dst.LoadTemplateFromStream(settings); }),
+            "Stream does not hold a component template");
 }

@@ -4,8 +4,10 @@
 #include <unistd.h>
 
 #include "sigflow/core/Streams.h"
+#include "support/message.h"
 
 using namespace sigflow;
+using sigflow::test::MessageOf;
 
 namespace {
 std::string TempPath(const std::string& name) {
@@ -23,12 +25,7 @@ TEST(MemoryStream, ShortReadReturnsCountButReadBufferThrows) {
   EXPECT_EQ(out[0], 3);
   EXPECT_EQ(out[2], 5);
   s.SetPosition(2);
-  try {
-    s.ReadBuffer(out, 8);
-    FAIL() << "ReadBuffer of 8 bytes from 3 did not throw";
-  } catch (const EReadError& e) {
-    EXPECT_EQ(e.Message(), "Stream read error");
-  }
+  EXPECT_EQ(MessageOf<EReadError>([&] { s.ReadBuffer(out, 8); }), "Stream read error");
 }
 
 TEST(MemoryStream, LittleEndianFieldsAndShortStrings) {
@@ -74,23 +71,15 @@ TEST(FileStream, ReaderDenyingWriteKeepsWritersOut) {
   { TFileStream f(path, fmCreate); f.WriteValue<std::uint8_t>(7); }
   TFileStream reader(path, fmOpenRead | fmShareDenyWrite);
   TFileStream reader2(path, fmOpenRead | fmShareDenyWrite);
-  try {
-    TFileStream writer(path, fmOpenWrite);
-    FAIL() << "a writer opened a file that a reader denies writing";
-  } catch (const EFOpenError& e) {
-    EXPECT_EQ(e.Message(), "Cannot open file \"" + path + "\". The file is in use by another stream.");
-  }
+  EXPECT_EQ(MessageOf<EFOpenError>([&] { TFileStream writer(path, fmOpenWrite); }),
+            "Cannot open file \"" + path + "\". The file is in use by another stream.");
   EXPECT_EQ(reader.ReadValue<std::uint8_t>(), 7);
   std::filesystem::remove(path);
 }
 
 TEST(FileStream, MissingFileNamesItInTheError) {
-  try {
-    TFileStream f("/nonexistent/dir/x.dat", fmOpenRead);
-    FAIL();
-  } catch (const EFOpenError& e) {
-    EXPECT_EQ(e.Message(), "Cannot open file \"/nonexistent/dir/x.dat\". No such file or directory");
-  }
+  EXPECT_EQ(MessageOf<EFOpenError>([&] { TFileStream f("/nonexistent/dir/x.dat", fmOpenRead); }),
+            "Cannot open file \"/nonexistent/dir/x.dat\". No such file or directory");
 }
 
 TEST(FileStream, PositionsBeyondFourGibibytes) {

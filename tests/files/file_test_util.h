@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "sigflow/numeric/Vec.h"
+#include "support/message.h"
 
 namespace sigflow::test {
 
@@ -61,6 +62,26 @@ inline ::testing::AssertionResult SameBits(const TVec& a, const TVec& b) {
     if (std::bit_cast<std::uint64_t>(x[i]) != std::bit_cast<std::uint64_t>(y[i]))
       return ::testing::AssertionFailure() << "value " << i << ": " << x[i] << " <> " << y[i];
   return ::testing::AssertionSuccess();
+}
+
+// Message of what f throws, the file name in it replaced by FILE.
+template <class E = Exception, class F>
+std::string MessageWithFile(const std::string& file, F&& f) {
+  std::string m = MessageOf<E>(f);
+  const auto at = m.find(file);
+  return at == std::string::npos ? m : m.replace(at, file.size(), "FILE");
+}
+
+// Little-endian pieces of hand-built images.
+inline void Put16(std::vector<std::uint8_t>& b, std::uint16_t v) {
+  for (int i = 0; i < 2; ++i) b.push_back(std::uint8_t(v >> (8 * i)));
+}
+inline void Put32(std::vector<std::uint8_t>& b, std::uint32_t v) {
+  for (int i = 0; i < 4; ++i) b.push_back(std::uint8_t(v >> (8 * i)));
+}
+inline void Put64(std::vector<std::uint8_t>& b, double d) {
+  const auto v = std::bit_cast<std::uint64_t>(d);
+  for (int i = 0; i < 8; ++i) b.push_back(std::uint8_t(v >> (8 * i)));
 }
 
 inline TVec MakeVec(std::initializer_list<double> values, bool complex = false) {

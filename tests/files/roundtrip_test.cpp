@@ -120,33 +120,21 @@ void RoundTrip(const TCase& c, TRounding rounding) {
   }
 }
 
-TEST(SignalFileRoundTrip, DatEveryPrecisionRealAndComplex) {
-  for (int p = 0; p < PrecisionCount; ++p)
-    for (bool complex : {false, true})
-      for (int ch : {1, 2, 5}) RoundTrip({ffDat, TPrecision(p), complex, ch}, TRounding(p % RoundingCount));
-}
-
-TEST(SignalFileRoundTrip, WavIntegerPrecisions) {
-  for (TPrecision p : {prByte, prSmallInt, prInteger})
-    for (int ch : {1, 2, 5}) RoundTrip({ffWav, p, false, ch}, rnRound);
-  // Rounding mode is honoured.
-  RoundTrip({ffWav, prSmallInt, false, 2}, rnFloor);
-  RoundTrip({ffWav, prByte, false, 1}, rnCeil);
-}
-
-TEST(SignalFileRoundTrip, SingleAndDoubleRecordFiles) {
-  RoundTrip({ffBin, prSingle, false, 1}, rnRound);
-  RoundTrip({ffDbn, prDouble, false, 1}, rnRound);
-}
-
-TEST(SignalFileRoundTrip, TextFormats) {
+TEST(SignalFileRoundTrip, EveryFormatEveryPrecisionItTakes) {
   for (int p = 0; p < PrecisionCount; ++p)
     for (int ch : {1, 2, 5}) {
+      for (bool complex : {false, true}) RoundTrip({ffDat, TPrecision(p), complex, ch}, TRounding(p % RoundingCount));
       RoundTrip({ffSgl, TPrecision(p), false, ch}, rnRound);
       RoundTrip({ffSgl, TPrecision(p), true, ch}, rnTrunc);
       RoundTrip({ffSfs, TPrecision(p), false, ch}, rnRound);
       RoundTrip({ffAsc, TPrecision(p), false, ch}, rnRound);
     }
+  for (TPrecision p : {prByte, prSmallInt, prInteger})
+    for (int ch : {1, 2, 5}) RoundTrip({ffWav, p, false, ch}, rnRound);
+  RoundTrip({ffWav, prSmallInt, false, 2}, rnFloor);
+  RoundTrip({ffWav, prByte, false, 1}, rnCeil);
+  RoundTrip({ffBin, prSingle, false, 1}, rnRound);
+  RoundTrip({ffDbn, prDouble, false, 1}, rnRound);
 }
 
 TEST(SignalFileRoundTrip, MultiRecordRunsMatchWholeRecords) {

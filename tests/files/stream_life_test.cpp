@@ -84,20 +84,15 @@ TEST(KilledWriter, LeavesReadableWavAndDatFiles) {
 // A ".dat" file whose first record holds `samples` doubles, left sparse except for its last
 // four values; a second record of three values follows.
 void MakeSparseDat(const std::string& file, std::int32_t samples) {
-  auto put32 = [](std::vector<std::uint8_t>& b, std::uint32_t v) {
-    for (int i = 0; i < 4; ++i) b.push_back(std::uint8_t(v >> (8 * i)));
-  };
-  auto put64 = [](std::vector<std::uint8_t>& b, double d) {
-    const auto v = std::bit_cast<std::uint64_t>(d);
-    for (int i = 0; i < 8; ++i) b.push_back(std::uint8_t(v >> (8 * i)));
-  };
+  using test::Put32;
+  using test::Put64;
   auto header = [&](std::int32_t n) {
     std::vector<std::uint8_t> b;
-    put32(b, std::uint32_t(n));
-    put64(b, 1e6);
-    put32(b, 0);
-    put32(b, 0);
-    put32(b, 1);
+    Put32(b, std::uint32_t(n));
+    Put64(b, 1e6);
+    Put32(b, 0);
+    Put32(b, 0);
+    Put32(b, 1);
     return b;
   };
   const int fd = ::open(file.c_str(), O_CREAT | O_TRUNC | O_WRONLY, 0644);
@@ -105,10 +100,10 @@ void MakeSparseDat(const std::string& file, std::int32_t samples) {
   auto h = header(samples);
   ASSERT_EQ(::pwrite(fd, h.data(), h.size(), 0), ssize_t(h.size()));
   std::vector<std::uint8_t> tail;
-  for (double x : {1.25, -2.5, 3.75, 1e300}) put64(tail, x);
+  for (double x : {1.25, -2.5, 3.75, 1e300}) Put64(tail, x);
   const auto second = header(3);
   tail.insert(tail.end(), second.begin(), second.end());
-  for (double x : {7.0, 8.0, 9.0}) put64(tail, x);
+  for (double x : {7.0, 8.0, 9.0}) Put64(tail, x);
   const off_t at = 24 + off_t(samples) * 8 - 32;
   ASSERT_EQ(::pwrite(fd, tail.data(), tail.size(), at), ssize_t(tail.size()));
   ::close(fd);

@@ -10,6 +10,7 @@
 #include "filter_test_util.h"
 #include "sigflow/core/Exceptions.h"
 #include "sigflow/processing/SignalFilter.h"
+#include "support/message.h"
 
 namespace sigflow {
 namespace {
@@ -76,6 +77,9 @@ TEST(FilterStream, RateChangeSetsLengthAndSamplingFrequency) {
   test::RunBlocks(c.f, c.in, x, 100);
   EXPECT_EQ(c.f.Length(), 34);
   EXPECT_NEAR(c.f.SamplingFrequency(), 1000.0 / 3, 1e-9);
+  c.f.SetUpSample(-2);  // a zero rate gives no output
+  test::RunBlocks(c.f, c.in, x, 100);
+  EXPECT_EQ(c.f.Length(), 0);
 }
 
 TEST(FilterStream, RatesAndDelaysAreLimited) {
@@ -97,15 +101,6 @@ TEST(FilterStream, RatesAndDelaysAreLimited) {
   f.SetDownSample(-1);
   EXPECT_EQ(f.DownSample(), 0);
   EXPECT_EQ(f.DownDelay(), 0);
-}
-
-TEST(FilterStream, ZeroRateGivesNoOutput) {
-  Chain c;
-  c.f.SetResponse(rstFIR);
-  test::SetTaps(c.f, std::vector<double>{1, 2, 3});
-  c.f.SetUpSample(-2);
-  test::RunBlocks(c.f, c.in, Noise(64), 64);
-  EXPECT_EQ(c.f.Length(), 0);
 }
 
 TEST(FilterStream, WaveletLeavesTheOutputAsItWas) {
@@ -143,12 +138,7 @@ TEST(FilterStream, ComplexTapsRefuseSingleSamples) {
   Chain c;
   c.f.SetResponse(rstFIR);
   test::SetTaps(c.f, std::vector<Cplx>{{1, 1}, {0, 2}});
-  try {
-    c.f.ProcessSample(1);
-    FAIL();
-  } catch (const Exception& e) {
-    EXPECT_EQ(e.Message(), "FirState.ComplexImpulse = True!");
-  }
+  EXPECT_EQ(test::MessageOf([&] { c.f.ProcessSample(1); }), "FirState.ComplexImpulse = True!");
   // Real data through complex taps is complex.
   const auto y = test::RunBlocks(c.f, c.in, std::vector<double>{1, 0, 0}, 3);
   EXPECT_TRUE(c.f.Data().Complex());

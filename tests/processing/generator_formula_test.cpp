@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -13,8 +14,11 @@
 #include "sigflow/processing/SignalGenerator.h"
 #include "sigflow/tools/SignalCollection.h"
 #include "support/alloc_counter.h"
+#include "support/message.h"
 
 using namespace sigflow;
+using sigflow::test::MessageOf;
+using ::testing::HasSubstr;
 
 namespace {
 
@@ -36,11 +40,14 @@ struct Gen {
   }
 };
 
-std::vector<double> Kernel(int n, auto init, auto fill) {
-  std::vector<double> v(static_cast<std::size_t>(n));
-  init();
-  fill(std::span<double>(v));
-  return v;
+// Blocks of g joined.
+std::vector<double> Joined(Gen& g, int blocks) {
+  std::vector<double> joined;
+  for (int b = 0; b < blocks; ++b) {
+    const auto v = g.Block();
+    joined.insert(joined.end(), v.begin(), v.end());
+  }
+  return joined;
 }
 
 void ExpectNear(const std::vector<double>& a, const std::vector<double>& b, double tol) {
@@ -53,29 +60,26 @@ void ExpectNear(const std::vector<double>& a, const std::vector<double>& b, doub
 TEST(GeneratorFormula, PostfixLinesEvaluateAsTheirExpression) {
   const int n = 777;
   Gen gen("sine(1000,30,2) square(50,10,0.5,0.25) + constant(-1.5) *", n);
-  auto out = gen.Block();
-  EXPECT_EQ(gen.g.ComputeMessage(), "");
-
   TToneState tone;
-  auto s = Kernel(n, [&] { ToneInit(tone, 1000, 30 * std::numbers::pi / 180, 2, Fs, false); },
-                  [&](std::span<double> o) { Tone(tone, o); });
+  ToneInit(tone, 1000, 30 * std::numbers::pi / 180, 2, Fs, false);
   TSquareWaveState sq;
-  auto q = Kernel(n, [&] { SquareWaveInit(sq, 50, 10 * std::numbers::pi / 180, 0.5, 0.25, Fs); },
-                  [&](std::span<double> o) { SquareWave(sq, o); });
-  std::vector<double> want(static_cast<std::size_t>(n));
-  for (int i = 0; i < n; ++i) want[std::size_t(i)] = (s[std::size_t(i)] + q[std::size_t(i)]) * -1.5;
-  ExpectNear(out, want, 1e-15);
-  // The second block continues both waveforms.
-  auto out2 = gen.Block();
-  auto s2 = Kernel(n, [] {}, [&](std::span<double> o) { Tone(tone, o); });
-  auto q2 = Kernel(n, [] {}, [&](std::span<double> o) { SquareWave(sq, o); });
-  for (int i = 0; i < n; ++i) ASSERT_NEAR(out2[std::size_t(i)], (s2[std::size_t(i)] + q2[std::size_t(i)]) * -1.5, 1e-15);
+  SquareWaveInit(sq, 50, 10 * std::numbers::pi / 180, 0.5, 0.25, Fs);
+  for (int block = 0; block < 2; ++block) {  // the second block continues both waveforms
+    std::vector<double> s(n), q(n);
+    Tone(tone, s);
+    SquareWave(sq, q);
+    const auto out = gen.Block();
+    EXPECT_EQ(gen.g.ComputeMessage(), "");
+    for (std::size_t i = 0; i < s.size(); ++i) ASSERT_NEAR(out[i], (s[i] + q[i]) * -1.5, 1e-15) << block;
+  }
 
   Gen unary("sine(440,0,3) sin", n);
-  auto u = unary.Block();
   TToneState t2;
-  auto s3 = Kernel(n, [&] { ToneInit(t2, 440, 0, 3, Fs, false); }, [&](std::span<double> o) { Tone(t2, o); });
-  for (int i = 0; i < n; ++i) ASSERT_NEAR(u[std::size_t(i)], std::sin(s3[std::size_t(i)]), 1e-15);
+  ToneInit(t2, 440, 0, 3, Fs, false);
+  std::vector<double> s3(n);
+  Tone(t2, s3);
+  const auto u = unary.Block();
+  for (std::size_t i = 0; i < s3.size(); ++i) ASSERT_NEAR(u[i], std::sin(s3[i]), 1e-15);
 
   // The other operators, on constants.
   const std::pair<const char*, double> cases[] = {
@@ -108,18 +112,8 @@ TEST(GeneratorFormula, FailuresAreRaisedOrReported) {
     std::string text;
     for (int i = 0; i < 22; ++i) text += "constant(1) ";
     Gen g(text, 8);
-    try {
-      g.g.ResetStack();
-      FAIL();
-    } catch (const Exception& e) {
-      EXPECT_STREQ(e.what(), "Max stack size = 21!");
-    }
-    try {
-      g.g.Update();
-      FAIL();
-    } catch (const Exception& e) {
-      EXPECT_NE(std::string(e.what()).find("Max stack size = 21!"), std::string::npos);
-    }
+    EXPECT_EQ(MessageOf([&] { g.g.ResetStack(); }), "Max stack size = 21!");
+    EXPECT_THAT(MessageOf([&] { g.g.Update(); }), HasSubstr("Max stack size = 21!"));
   }
   {  // two function lines, no operator
     Gen g("sine(1000,0,1) constant(2)", 16);
@@ -155,41 +149,20 @@ TEST(GeneratorFormula, FailuresAreRaisedOrReported) {
   {  // FillValues on an operator line
     Gen g("constant(1) constant(2) +", 16);
     g.g.Prepare();
-    try {
-      g.g.FillValues(g.g.Slots(2));
-      FAIL();
-    } catch (const Exception& e) {
-      EXPECT_STREQ(e.what(), "Formula error!");
-    }
+    EXPECT_EQ(MessageOf([&] { g.g.FillValues(g.g.Slots(2)); }), "Formula error!");
   }
   {
     Gen g("sine(1000,0,1)", 16);
     g.g.SetSamplingFrequency(0);
-    EXPECT_EQ(g.g.SamplingFrequency(), 0.0);
-    try {
-      g.g.Prepare();
-      FAIL();
-    } catch (const Exception& e) {
-      EXPECT_STREQ(e.what(), "SamplingFrequency = 0");
-    }
+    EXPECT_EQ(MessageOf([&] { g.g.Prepare(); }), "SamplingFrequency = 0");
   }
   {
-    Gen g2("input3", 16);
-    try {
-      g2.g.Prepare();
-      FAIL();
-    } catch (const Exception& e) {
-      EXPECT_STREQ(e.what(), "i > Inputs.Count-1");
-    }
+    Gen g("input3", 16);
+    EXPECT_EQ(MessageOf([&] { g.g.Prepare(); }), "i > Inputs.Count-1");
   }
   {
     Gen g("constant(1)", 0);
-    try {
-      g.g.Update();
-      FAIL();
-    } catch (const Exception& e) {
-      EXPECT_NE(std::string(e.what()).find("Length = 0"), std::string::npos);
-    }
+    EXPECT_THAT(MessageOf([&] { g.g.Update(); }), HasSubstr("Length = 0"));
   }
   {  // the loose bound of ResyncFunction
     Gen g("sine(1) sine(2)", 16);
@@ -199,12 +172,7 @@ TEST(GeneratorFormula, FailuresAreRaisedOrReported) {
       seen.push_back(i);
     });
     g.g.ResyncFunction(3);  // 3 - 1 = 2 is not above Count = 2
-    try {
-      g.g.ResyncFunction(4);
-      FAIL();
-    } catch (const Exception& e) {
-      EXPECT_STREQ(e.what(), "(TemplateLineIndex-1) > Template.Count");
-    }
+    EXPECT_EQ(MessageOf([&] { g.g.ResyncFunction(4); }), "(TemplateLineIndex-1) > Template.Count");
     g.g.ResyncAll();
     EXPECT_EQ(seen, (std::vector<int>{3, 0, 1}));
     EXPECT_TRUE(g.g.Slots(0).Resync && g.g.Slots(1).Resync);
@@ -223,25 +191,16 @@ TEST(GeneratorFormula, ConsecutiveBlocksEqualOneLongBlock) {
                          "randgauss(0.5,2)", "randuniform(-1,3)", "impulse(2,5,1,1,100,0,3)"};
   for (const char* text : lines) {
     Gen small(text, 1000), big(text, 100000);
-    std::vector<double> joined;
-    for (int b = 0; b < 100; ++b) {
-      auto v = small.Block();
-      joined.insert(joined.end(), v.begin(), v.end());
-    }
     SCOPED_TRACE(text);
-    ExpectNear(joined, big.Block(), 1e-12);
+    ExpectNear(Joined(small, 100), big.Block(), 1e-12);
   }
   // The chirp sweeps once per block: 100 blocks equal one long stream of 1000-sample sweeps.
   Gen chirp("chirp(100,10,1,0.1,5000,0.5,0.75)", 1000);
-  std::vector<double> joined;
-  for (int b = 0; b < 100; ++b) {
-    auto v = chirp.Block();
-    joined.insert(joined.end(), v.begin(), v.end());
-  }
   TChirpState st;
-  auto want = Kernel(100000, [&] { ChirpInit(st, 100, 10 * std::numbers::pi / 180, 1, 0.1, 5000, 0.5, 0.75, 1000, Fs); },
-                     [&](std::span<double> o) { Chirp(st, o); });
-  ExpectNear(joined, want, 1e-12);
+  ChirpInit(st, 100, 10 * std::numbers::pi / 180, 1, 0.1, 5000, 0.5, 0.75, 1000, Fs);
+  std::vector<double> want(100000);
+  Chirp(st, want);
+  ExpectNear(Joined(chirp, 100), want, 1e-12);
 }
 
 TEST(GeneratorFormula, LinesThatAreNotContinuousRepeatTheirFirstBlock) {
@@ -291,12 +250,6 @@ TEST(GeneratorFormula, ComplexToneAboveHalfTheSamplingFrequencyIsConjugated) {
     ASSERT_NEAR(v[2 * std::size_t(n)], 1.5 * std::cos(a), 1e-12) << n;
     ASSERT_NEAR(v[2 * std::size_t(n) + 1], 1.5 * std::sin(a), 1e-12) << n;
   }
-  Gen low("sine:c(1000,20,1.5)", 64);
-  auto w = low.Block();
-  for (int n = 0; n < 64; ++n) {
-    const double a = 2 * std::numbers::pi * 1000 * n / Fs + phi * std::numbers::pi / 180;
-    ASSERT_NEAR(w[2 * std::size_t(n) + 1], 1.5 * std::sin(a), 1e-12) << n;
-  }
 }
 
 TEST(GeneratorFormula, SymmetricTriangle) {
@@ -310,34 +263,6 @@ TEST(GeneratorFormula, SymmetricTriangle) {
   }
   EXPECT_NEAR(peak, 2.0, 1e-12);
   EXPECT_NEAR(v[6], 1.0, 1e-12);  // linear rise
-}
-
-TEST(GeneratorFormula, SineSpectrumIsClean) {
-  const int n = 48000;
-  Gen g("sine(1000,0,1)", n);
-  auto v = g.Block();
-  std::vector<long double> c(n), s(n);
-  for (int i = 0; i < n; ++i) {
-    const long double a = 2.0L * std::numbers::pi_v<long double> * i / n;
-    c[std::size_t(i)] = std::cos(a);
-    s[std::size_t(i)] = std::sin(a);
-  }
-  auto bin = [&](int k) {
-    long double re = 0, im = 0;
-    for (int i = 0; i < n; ++i) {
-      const std::size_t j = std::size_t((std::int64_t(k) * i) % n);
-      re += v[std::size_t(i)] * c[j];
-      im -= v[std::size_t(i)] * s[j];
-    }
-    return std::hypot(double(re), double(im));
-  };
-  const double peak = bin(1000);
-  EXPECT_NEAR(peak, n / 2.0, 1e-6);
-  for (int k : {999, 1001, 990, 1010}) EXPECT_LT(bin(k), peak);
-  for (int h = 2; h <= 8; ++h) {
-    const double db = 20 * std::log10(bin(1000 * h) / peak + 1e-300);
-    EXPECT_LT(db, -250.0) << "harmonic " << h;
-  }
 }
 
 TEST(GeneratorFormula, SampleIndexWrapsBeforeOverflow) {

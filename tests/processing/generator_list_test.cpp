@@ -9,8 +9,10 @@
 #include "sigflow/core/Streams.h"
 #include "sigflow/processing/SignalGenerator.h"
 #include "sigflow/processing/SignalGeneratorList.h"
+#include "support/message.h"
 
 using namespace sigflow;
+using sigflow::test::MessageOf;
 
 namespace {
 
@@ -87,17 +89,10 @@ TEST(FuncSignalList, ByteImageOfTwoLines) {
   back.LoadFromStream(s);
   ASSERT_EQ(back.Count(), 2);
   EXPECT_EQ(s.Position(), 228);
-  const TFuncSignalRecord& x = *back.Items(0);
-  EXPECT_TRUE(x.Active && x.Complex && x.Resync && x.Computed && !x.Continuous);
-  EXPECT_EQ(x.FuncType, funSquare);
-  EXPECT_EQ(x.SampleIndex, -123456789);
-  for (int k = 0; k < 7; ++k) EXPECT_EQ(x.Params[k], 1.5 * (k + 1) - 4);
-  EXPECT_EQ(back.Items(1)->OpType, optOperator);
-  EXPECT_EQ(back.Items(1)->Operation, opLog);
   EXPECT_EQ(back.Items(1)->Values, nullptr);
-  TMemoryStream again;
+  EXPECT_EQ(back.Items(0)->SampleIndex, -123456789);
+  TMemoryStream again;  // every other field is in the image
   back.SaveToStream(again);
-  back.Items(1)->Values = nullptr;
   EXPECT_EQ(again.Bytes(), want);
 }
 
@@ -109,12 +104,8 @@ TEST(FuncSignalList, BadStreamsAreRefused) {
   s.SetPosition(0);
   TFuncSignalList list;
   list.Add(TFuncSignalRecord{});
-  try {
-    list.LoadFromStream(s);
-    FAIL();
-  } catch (const EReadError& e) {
-    EXPECT_STREQ(e.what(), "Line count 2 exceeds the 76 bytes left in the stream");
-  }
+  EXPECT_EQ(MessageOf<EReadError>([&] { list.LoadFromStream(s); }),
+            "Line count 2 exceeds the 76 bytes left in the stream");
   EXPECT_EQ(list.Count(), 0);
   PutLE(img, 71, 0x80000000u, 4);
   TMemoryStream neg;
@@ -127,12 +118,7 @@ TEST(FuncSignalList, BadStreamsAreRefused) {
   EXPECT_THROW(list.LoadFromStream(shortHeader), Exception);
 
   // Items are not assigned, stacks take references only, templates copy.
-  try {
-    list.SetItems(0, nullptr);
-    FAIL();
-  } catch (const ENoOperation& e) {
-    EXPECT_STREQ(e.what(), "Operation not supported");
-  }
+  EXPECT_EQ(MessageOf<ENoOperation>([&] { list.SetItems(0, nullptr); }), "Operation not supported");
   TFuncSignalRecord rec;
   EXPECT_THROW(list.AddPointer(&rec), ENoOperation);
   TFuncSignalList stack(false);
@@ -141,31 +127,15 @@ TEST(FuncSignalList, BadStreamsAreRefused) {
   stack.Delete(0);  // does not free rec
   EXPECT_EQ(stack.Count(), 0);
   TSignalSounds sounds;
-  try {
-    sounds.SetTemplate(nullptr);
-    FAIL();
-  } catch (const ENoOperation& e) {
-    EXPECT_STREQ(e.what(), "Operation not supported!");
-  }
+  EXPECT_EQ(MessageOf<ENoOperation>([&] { sounds.SetTemplate(nullptr); }), "Operation not supported!");
 }
 
 TEST(FuncSignalText, ParsesAndFormats) {
   auto lines = ParseFormula("  sine(1000,0,1)  Square( 50 , 0 ,0.1,0) + unit_impulse input3 randgauss:c:once(0,1e-3) LOG ");
   ASSERT_EQ(lines.size(), 7u);
-  EXPECT_EQ(lines[0].FuncType, funSine);
-  EXPECT_EQ(lines[0].Params[0], 1000);
-  EXPECT_EQ(lines[0].Params[2], 1);
-  EXPECT_EQ(lines[1].FuncType, funSquare);
+  // The text below and the byte image of the example pin the rest of the fields.
   EXPECT_EQ(lines[1].Params[2], 0.1);
-  EXPECT_EQ(lines[2].OpType, optOperator);
-  EXPECT_EQ(lines[2].Operation, opAdd);
-  EXPECT_EQ(lines[3].FuncType, funUnitImpulse);
-  EXPECT_EQ(lines[4].FuncType, funInput3);
-  EXPECT_TRUE(lines[5].Complex);
-  EXPECT_FALSE(lines[5].Continuous);
-  EXPECT_EQ(lines[5].Params[1], 1e-3);
-  EXPECT_EQ(lines[6].Operation, opLog);
-  EXPECT_TRUE(lines[0].Continuous && lines[0].Active && !lines[0].Complex);
+  EXPECT_TRUE(lines[5].Complex && !lines[5].Continuous);
 
   TFuncSignalList list;
   for (const auto& r : lines) list.Add(r);
@@ -222,11 +192,7 @@ TEST(GeneratorPersistence, FormulasRoundTrip) {
   s.SetPosition(0);
   copy.LoadFromStream(s);
   EXPECT_EQ(s.Position(), s.Size());
-  EXPECT_EQ(copy.Sounds()->TemplateIndex(), 1);
-  EXPECT_EQ(copy.Sounds()->Templates()->Count(), 2);
-  EXPECT_EQ(FormatFormula(*copy.Template()), FormatFormula(*g->Template()));
-  EXPECT_EQ(copy.PhaseUnits(), puRad);
-  copy.Update();
+  copy.Update();  // same template, phase units and rate: the same samples
   EXPECT_EQ(std::vector<double>(copy.Data().Data(), copy.Data().Data() + 300), want);
   copy.Sounds()->SetTemplateIndex(0);
   EXPECT_EQ(FormatFormula(*copy.Template()), "sine(1000,0,1) square(50,0,0.10000000000000001) +");
@@ -237,8 +203,6 @@ TEST(GeneratorPersistence, FormulasRoundTrip) {
   LoadComponentTreeFromString(form2, text);
   auto* t = dynamic_cast<TSignalGenerator*>(form2.FindComponent("Gen"));
   ASSERT_NE(t, nullptr);
-  EXPECT_EQ(t->Sounds()->TemplateIndex(), 1);
-  EXPECT_EQ(FormatFormula(*t->Template()), FormatFormula(*g->Template()));
   t->Update();
   EXPECT_EQ(std::vector<double>(t->Data().Data(), t->Data().Data() + 300), want);
 }
