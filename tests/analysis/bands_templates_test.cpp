@@ -87,29 +87,22 @@ TEST(BandsTemplates, BadBytesAreRejectedAndChangeNothing) {
     return true;
   };
   EXPECT_TRUE(load(base));
+  EXPECT_TRUE(load({0, 0, 0, 0}));
+  // Two records announced with one present, a negative count, a flag byte, no such reference,
+  // padding; then a NaN stop, a short count and a short record.
+  const std::pair<int, std::uint8_t> edits[] = {{0, 2}, {3, 0x80}, {4, 2}, {5, 4}, {7, 1}};
+  for (auto [at, value] : edits) {
+    auto b = base;
+    b[std::size_t(at)] = value;
+    EXPECT_FALSE(load(b)) << at;
+  }
   auto b = base;
-  b[0] = 2;  // two records announced, one present
-  EXPECT_FALSE(load(b));
-  b = base;
-  b[3] = 0x80;  // negative count
-  EXPECT_FALSE(load(b));
-  b = base;
-  b[5] = 4;  // no such reference
-  EXPECT_FALSE(load(b));
-  b = base;
-  b[4] = 2;  // flag byte
-  EXPECT_FALSE(load(b));
-  b = base;
-  b[7] = 1;  // padding
-  EXPECT_FALSE(load(b));
-  b = base;
-  std::memset(b.data() + 12 + 8, 0xff, 8);  // NaN stop
+  std::memset(b.data() + 12 + 8, 0xff, 8);
   EXPECT_FALSE(load(b));
   EXPECT_FALSE(load({1, 0}));
   b = base;
   b.pop_back();
   EXPECT_FALSE(load(b));
-  EXPECT_TRUE(load({0, 0, 0, 0}));
 }
 
 TEST(BandsTemplates, StandardTemplatesRoundTripThroughTheStore) {
