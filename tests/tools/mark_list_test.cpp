@@ -77,16 +77,16 @@ TEST(MarkListStream, ImpossibleCountsRaiseAndLeaveTheListAlone) {
   list.Add({7, 7, 7, 7});
   for (double count : {2147483648.0, -1.0, 3.0}) {
     auto s = StreamOf(Image({0, 0, 0, count, 1}));  // 40 bytes: at most one record
-    EXPECT_THROW(list.LoadFromStream(s), EReadError) << count;
+    try {
+      list.LoadFromStream(s);
+      ADD_FAILURE() << "count " << count << " accepted";
+    } catch (const EReadError& e) {
+      if (count > 3) {
+        EXPECT_EQ(e.Message(), "Mark list count 2147483648 does not fit the 8 bytes left in the stream");
+      }
+    }
     ASSERT_EQ(list.Count(), 1);
     EXPECT_EQ(list.Values(0).Freq, 7);
-  }
-  auto s = StreamOf(Image({0, 0, 0, 2147483648.0, 1}));
-  try {
-    list.LoadFromStream(s);
-    FAIL() << "a count of 2^31 in a 40-byte stream was accepted";
-  } catch (const EReadError& e) {
-    EXPECT_EQ(e.Message(), "Mark list count 2147483648 does not fit the 8 bytes left in the stream");
   }
 }
 

@@ -43,13 +43,17 @@ TEST(StreamTemplatesFormat, EmptyStoreIsTagMinusOneAndZeroLength) {
   Manager m;
   const Bytes expected = TImage().Short("TFilterHost").I32(-1).I32(0).b;
   EXPECT_EQ(m.Save(), expected);
-
   Manager other;
   other.t.AddTemplate("stale");
   other.Load(expected);
   EXPECT_EQ(other.t.Templates()->Count(), 0);
   EXPECT_EQ(other.t.TemplateIndex(), -1);
   EXPECT_EQ(other.t.TemplateName(), "");
+  // Without an owner the tag is the manager's own class name.
+  TStreamTemplates t;
+  TMemoryStream s;
+  t.SaveToStream(s);
+  EXPECT_EQ(StreamBytes(s), TImage().Short("TStreamTemplates").I32(-1).I32(0).b);
 }
 
 TEST(StreamTemplatesFormat, BuiltStoreMatchesHandImageAndRoundTrips) {
@@ -71,13 +75,6 @@ TEST(StreamTemplatesFormat, BuiltStoreMatchesHandImageAndRoundTrips) {
   EXPECT_EQ(n.Save(), ThreeTemplateImage());
 }
 
-TEST(StreamTemplatesFormat, OwnerlessTagIsOwnClassName) {
-  TStreamTemplates t;
-  TMemoryStream s;
-  t.SaveToStream(s);
-  EXPECT_EQ(StreamBytes(s), TImage().Short("TStreamTemplates").I32(-1).I32(0).b);
-}
-
 TEST(StreamTemplatesFormat, TagMismatchNamesBothAndKeepsStore) {
   Manager m;
   m.t.AddTemplate("A");
@@ -92,11 +89,7 @@ TEST(StreamTemplatesFormat, TagMismatchNamesBothAndKeepsStore) {
   EXPECT_EQ(m.Entry(0), TImage().List({5}).b);
   EXPECT_EQ(m.t.TemplateIndex(), -1);
   EXPECT_EQ(m.work.Count(), 0);
-}
-
-TEST(StreamTemplatesFormat, TagIsCaseSensitive) {
-  Manager m;
-  EXPECT_THROW(m.Load(TImage().Short("TFILTERHOST").I32(-1).I32(0).b), EReadError);
+  EXPECT_THROW(m.Load(TImage().Short("TFILTERHOST").I32(-1).I32(0).b), EReadError);  // case matters
 }
 
 TEST(StreamTemplatesFormat, OversizedLengthsFailBeforeAllocating) {
@@ -136,19 +129,14 @@ TEST(StreamTemplatesFormat, ShortStreamKeepsEntriesReadSoFar) {
   EXPECT_EQ(m.t.TemplateIndex(), -1);
 }
 
-TEST(StreamTemplatesFormat, IndexOutsideStoreSelectsNothing) {
+TEST(StreamTemplatesFormat, IndexOutsideStoreOrOnDamagedTemplateSelectsNothing) {
   Manager m;
   Bytes image = ThreeTemplateImage();
   image[12] = 3;  // the selected index, just past the tag
   m.Load(image);
   EXPECT_EQ(m.t.TemplateIndex(), -1);
   EXPECT_EQ(m.t.Templates()->Count(), 3);
-}
-
-TEST(StreamTemplatesFormat, DamagedSelectedTemplateLeavesNothingSelected) {
-  Manager m;
-  Bytes image = ThreeTemplateImage();
-  image[12] = 2;  // select the empty template: the int list cannot read it
+  image[12] = 2;  // the empty template: the int list cannot read it
   EXPECT_THROW(m.Load(image), EReadError);
   EXPECT_EQ(m.t.TemplateIndex(), -1);
   EXPECT_EQ(m.t.TemplateName(), "");
@@ -227,28 +215,20 @@ TEST(StreamTemplatesSelection, TemplateNameLooksUpIgnoringCase) {
   EXPECT_EQ(m.t.TemplateName(), "Low");
 }
 
-TEST(StreamTemplatesSelection, AddTemplateHoldsClearedImage) {
-  Manager m;
-  m.Load(ThreeTemplateImage());
-  m.work.Append(11);
-  m.t.AddTemplate("New");
-  EXPECT_EQ(m.t.Templates()->Count(), 4);
-  EXPECT_EQ(m.Entry(1), TImage().List({-3, 11}).b);
-  EXPECT_EQ(m.Entry(3), TImage().List({}).b);
-  EXPECT_EQ(m.t.TemplateIndex(), 3);
-  EXPECT_EQ(m.t.TemplateName(), "New");
-  EXPECT_EQ(m.work.Count(), 0);
-}
-
-TEST(StreamTemplatesSelection, AddCopyTemplateHoldsUnsavedWorkingCopy) {
-  Manager m;
-  m.Load(ThreeTemplateImage());
-  m.work.Append(11);
-  m.t.AddCopyTemplate("Copy");
-  EXPECT_EQ(m.Entry(3), TImage().List({-3, 11}).b);
-  EXPECT_EQ(m.Entry(1), TImage().List({-3, 11}).b);
-  EXPECT_EQ(m.t.TemplateIndex(), 3);
-  EXPECT_EQ(m.work.Values(), (std::vector<std::int32_t>{-3, 11}));
+TEST(StreamTemplatesSelection, AddSavesTheWorkingCopyThenHoldsAClearedOrCopiedImage) {
+  for (bool copy : {false, true}) {
+    SCOPED_TRACE(copy);
+    Manager m;
+    m.Load(ThreeTemplateImage());
+    m.work.Append(11);
+    copy ? m.t.AddCopyTemplate("New") : m.t.AddTemplate("New");
+    EXPECT_EQ(m.t.Templates()->Count(), 4);
+    EXPECT_EQ(m.Entry(1), TImage().List({-3, 11}).b);
+    EXPECT_EQ(m.Entry(3), copy ? TImage().List({-3, 11}).b : TImage().List({}).b);
+    EXPECT_EQ(m.t.TemplateIndex(), 3);
+    EXPECT_EQ(m.t.TemplateName(), "New");
+    EXPECT_EQ(m.work.Values(), copy ? (std::vector<std::int32_t>{-3, 11}) : std::vector<std::int32_t>{});
+  }
 }
 
 TEST(StreamTemplatesSelection, DeleteAndClearDeselect) {
