@@ -124,7 +124,9 @@ TEST(AnalyzerAveraging, ComplexMeans) {
       // The one-sided amplitude shows 0 Hz at half the scaled complex value; its angle is
       // rounding noise after DC removal.
       EXPECT_NEAR(r.Amplt(int(k)), std::abs(m) * (k == 0 ? 0.5 : 1.0), 1e-12) << int(mode) << " " << k;
-      if (k > 0) EXPECT_NEAR(r.Phase(int(k)), std::arg(m) * 180 / kPi, 1e-9) << k;
+      if (k > 0) {
+        EXPECT_NEAR(r.Phase(int(k)), std::arg(m) * 180 / kPi, 1e-9) << k;
+      }
     }
   }
 }

@@ -7,6 +7,7 @@
 
 #include "sigflow/Numeric.h"
 #include "sigflow/SignalTools.h"
+#include "support/thrown.h"
 
 namespace sigflow {
 namespace {
@@ -32,11 +33,7 @@ TEST(SpectrumTHD, FromMarks) {
 TEST(SpectrumTHD, ToneFiguresNeedAMark) {
   TSpectrum s(nullptr);
   EXPECT_THROW(s.SNR(), Exception);
-  try {
-    s.THDN();
-  } catch (const Exception& e) {
-    EXPECT_EQ(e.Message(), "Marks.Count = 0");
-  }
+  EXPECT_EQ(test::Thrown([&] { s.THDN(); }), "Marks.Count = 0");
 }
 
 // A sine of amplitude A at f0 plus white Gaussian noise of deviation sigma, Hann-windowed,
