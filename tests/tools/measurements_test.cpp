@@ -19,7 +19,6 @@ TEST(SpectrumTHD, FromMarks) {
   s.Marks().Add({3000, 0.005, 0, 0});
   s.Marks().Add({2000, 0.01, 0, 0});
   s.Marks().Add({1000, 1.0, 0, 0});
-  EXPECT_NEAR(s.THD(), 1.118, 0.001);
   EXPECT_NEAR(s.THD(), 100 * std::sqrt(0.01 * 0.01 + 0.005 * 0.005), 1e-13);
   EXPECT_EQ(s.Marks().Values(0).Freq, 1000);
   // Harmonics counts the fundamental: 2 keeps only the second harmonic.

@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <numbers>
+#include <tuple>
 
 #include "sigflow/Core.h"
 #include "sigflow/SignalTools.h"
@@ -124,10 +125,7 @@ TEST(SignalShape, SizeAssignAndAdoption) {
   for (int i = 0; i < 16; ++i) src.SetCValues(i, TCplx(i, -i));
   TSignal dst(nullptr);
   dst.Size(src);
-  EXPECT_TRUE(dst.Complex());
-  EXPECT_EQ(dst.Length(), 16);
-  EXPECT_EQ(dst.SamplingFrequency(), 8000);
-  EXPECT_EQ(dst.CValues(3), TCplx(0, 0));
+  EXPECT_EQ(std::tuple(dst.Complex(), dst.Length(), dst.SamplingFrequency(), dst.CValues(3)), std::tuple(true, 16, 8000.0, TCplx(0, 0)));
   dst.Assign(&src);
   EXPECT_EQ(dst.CValues(3), TCplx(3, -3));
   EXPECT_EQ(dst.Values(7), -3);  // raw storage: imaginary part of sample 3
@@ -142,11 +140,8 @@ TEST(SignalShape, SizeAssignAndAdoption) {
   stage.SetLength(10);
   stage.SetInput(&in);
   stage.Update();
-  EXPECT_EQ(stage.ChannelCount(), 2);
-  EXPECT_TRUE(stage.Complex());
-  EXPECT_EQ(stage.BandWidthL(), 10);
-  EXPECT_EQ(stage.SamplingFrequency(), 48000);
-  EXPECT_EQ(stage.Length(), 10);
+  EXPECT_EQ(std::tuple(stage.ChannelCount(), stage.Complex(), stage.BandWidthL(), stage.SamplingFrequency(), stage.Length()),
+            std::tuple(2, true, 10.0, 48000.0, 10));
   // Without UsesInputs nothing is adopted.
   TSignal free(nullptr);
   free.SetUsesInputs(false);

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <cstdint>
 #include <numbers>
+#include <tuple>
+#include <vector>
 
 #include "sigflow/Core.h"
 #include "sigflow/SignalTools.h"
@@ -217,10 +219,8 @@ TEST(SpectrumPeaks, ApproximateAndEstimates) {
   const auto sinc = [](double x) { return x == 0 ? 1.0 : std::sin(std::numbers::pi * x) / (std::numbers::pi * x); };
   for (int k = 0; k < 32; ++k) s.Amplt().SetValues(k, 3 * std::abs(sinc(k - 10.3)));
   EXPECT_NEAR(s.AmpltEst(10.3), 3, 1e-9);
-  for (double f : {9.7, 10.1, 10.45, 10.8}) EXPECT_NEAR(s.AmpltEst(f), 3 * std::abs(sinc(f - 10.3)), 1e-9) << f;
+  for (double f : {9.7, 10.1, 10.25, 10.35, 10.45, 10.8}) EXPECT_NEAR(s.AmpltEst(f), 3 * std::abs(sinc(f - 10.3)), 1e-9) << f;
   EXPECT_EQ(s.AmpltEst(10), s.Amplt().Values(10));
-  EXPECT_LT(s.AmpltEst(10.25), s.AmpltEst(10.3));
-  EXPECT_LT(s.AmpltEst(10.35), s.AmpltEst(10.3));
   EXPECT_EQ(s.PhaseEst(10.6), s.Phase().Values(10));  // the phase of the fitted bin
   EXPECT_EQ(s.PhaseEst(11.4), s.Phase().Values(10));
   EXPECT_EQ(Thrown([&] { s.FilterPeak(0); }), "Peak filter method not supported!");
@@ -270,6 +270,12 @@ TEST(SpectrumCopy, RangeOfBins) {
 
 std::uint64_t Bits(double x) { return std::bit_cast<std::uint64_t>(x); }
 
+std::vector<std::uint64_t> Bits(const TVec& v) {
+  std::vector<std::uint64_t> b;
+  for (int i = 0; i < v.Length(); ++i) b.push_back(Bits(v.Values(i)));
+  return b;
+}
+
 TEST(SpectrumPersistence, TreeRoundTripIsBitExact) {
   TComponent form(nullptr);
   form.SetName("Form1");
@@ -293,17 +299,11 @@ TEST(SpectrumPersistence, TreeRoundTripIsBitExact) {
   LoadComponentTreeFromString(form2, text);
   auto* t = dynamic_cast<TSpectrum*>(form2.FindComponent("Spec"));
   ASSERT_NE(t, nullptr);
-  EXPECT_TRUE(t->Complex());
-  EXPECT_EQ(t->ZeroPadding(), 2);
-  EXPECT_EQ(t->PhaseMode(), pmGroupDelay);
-  EXPECT_EQ(t->Harmonics(), 3);
-  ASSERT_EQ(t->Length(), 5);
+  EXPECT_EQ(std::tuple(t->Complex(), t->ZeroPadding(), t->PhaseMode(), t->Harmonics()), std::tuple(true, 2, pmGroupDelay, 3));
   EXPECT_EQ(Bits(t->SamplingFrequency()), Bits(s->SamplingFrequency()));
   EXPECT_EQ(Bits(t->HzRes()), Bits(s->HzRes()));
-  for (int k = 0; k < 5; ++k) {
-    EXPECT_EQ(Bits(t->Amplt().Values(k)), Bits(s->Amplt().Values(k)));
-    EXPECT_EQ(Bits(t->Phase().Values(k)), Bits(s->Phase().Values(k)));
-  }
+  EXPECT_EQ(Bits(t->Amplt()), Bits(s->Amplt()));
+  EXPECT_EQ(Bits(t->Phase()), Bits(s->Phase()));
   ASSERT_EQ(t->Marks().Count(), 1);
   EXPECT_EQ(Bits(t->Marks().Values(0).Phase), Bits(-0.0));
   EXPECT_EQ(t->Marks().Values(0), s->Marks().Values(0));

@@ -13,6 +13,14 @@ void Put(TStringStreamList& l, int i, const std::string& s) {
   l.SetStreams(i, m);
 }
 
+// Appends entries (name, content).
+void AddAll(TStringStreamList& l, std::initializer_list<std::pair<const char*, std::string>> entries) {
+  for (const auto& [name, content] : entries) {
+    l.Add(name);
+    if (!content.empty()) Put(l, l.Count() - 1, content);
+  }
+}
+
 std::string Content(const TStringStreamList& l, int i) {
   const Bytes b = StreamBytes(*l.Streams(i));
   return std::string(b.begin(), b.end());
@@ -61,11 +69,7 @@ TEST(StringStreamList, ObjectsAreCopiedIntoTheEntryStreams) {
 
 TEST(StringStreamList, ImageIsLengthTextThenSizedBlocks) {
   TStringStreamList l;
-  l.Add("One");
-  l.Add("");
-  l.Add("Three");
-  Put(l, 0, "ab");
-  Put(l, 2, "c");
+  AddAll(l, {{"One", "ab"}, {"", ""}, {"Three", "c"}});
   TMemoryStream s;
   l.SaveToStream(s);
   const Bytes expected = TImage().I32(14).Str("One\r\n\r\nThree\r\n").I32(2).Str("ab").I32(0).I32(1).Str("c").b;
@@ -84,8 +88,7 @@ TEST(StringStreamList, ImageIsLengthTextThenSizedBlocks) {
 
 TEST(StringStreamList, LoadFiresOneChange) {
   TStringStreamList src;
-  src.Add("a");
-  src.Add("b");
+  AddAll(src, {{"a", ""}, {"b", ""}});
   TMemoryStream s;
   src.SaveToStream(s);
   TStringStreamList l;
@@ -103,12 +106,8 @@ TEST(StringStreamList, LoadFiresOneChange) {
 
 TEST(StringStreamList, AppendKeepsDuplicatesAndCopiesContents) {
   TStringStreamList a, b;
-  a.Add("x");
-  Put(a, 0, "1");
-  b.Add("x");
-  b.Add("y");
-  Put(b, 0, "22");
-  Put(b, 1, "333");
+  AddAll(a, {{"x", "1"}});
+  AddAll(b, {{"x", "22"}, {"y", "333"}});
   b.Streams(1)->SetPosition(3);
   a.AppendFromList(b);
   EXPECT_EQ(a.Text(), "x\r\nx\r\ny\r\n");
@@ -130,8 +129,7 @@ TEST(StringStreamList, AppendKeepsDuplicatesAndCopiesContents) {
 
 TEST(StringStreamList, AssignCopiesThroughTheImage) {
   TStringStreamList a, b;
-  a.Add("k");
-  Put(a, 0, "data");
+  AddAll(a, {{"k", "data"}});
   b.Add("gone");
   b.Assign(&a);
   EXPECT_EQ(b.Text(), "k\r\n");
@@ -170,11 +168,7 @@ TEST(StringStreamListTree, JsonRoundTripIsByteIdentical) {
   root.SetName("Form1");
   auto* holder = new TStoreHolder(&root);
   holder->SetName("Bands");
-  holder->Store()->Add("first");
-  holder->Store()->Add("second");
-  holder->Store()->Add("third");
-  Put(*holder->Store(), 0, std::string("\x00\xff\x10", 3));
-  Put(*holder->Store(), 2, "zz");
+  AddAll(*holder->Store(), {{"first", std::string("\x00\xff\x10", 3)}, {"second", ""}, {"third", "zz"}});
   const std::string text = SaveComponentTreeToString(root);
   EXPECT_NE(text.find("\"Strings\": \"first\\r\\nsecond\\r\\nthird\\r\\n\""), std::string::npos) << text;
 
@@ -271,8 +265,7 @@ TEST(StringStreamListTree, TemplateSelectionSurvivesTheTree) {
 
 TEST(StringStreamListTree, TruncatedBinaryDataFails) {
   TStoreHolder root(nullptr);
-  root.Store()->Add("a");
-  Put(*root.Store(), 0, "abcdef");
+  AddAll(*root.Store(), {{"a", "abcdef"}});
   std::string text = SaveComponentTreeToString(root);
   // Drop the tail of the block: 4-byte size 6 then only "ab" (base64 of 06 00 00 00 61 62).
   const auto at = text.find("\"StreamBinaryData\": \"");
