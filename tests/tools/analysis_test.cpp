@@ -2,6 +2,7 @@
 // stages, exception prefixes, wiring and notification.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -50,15 +51,25 @@ struct Chain : ::testing::Test {
     s->SetUsesInputs(false);
     return s;
   }
+  TStage* Multi(const std::string& name, std::initializer_list<TSignal*> inputs) {
+    TStage* s = Make(name, nullptr);
+    s->SetMultiChannel(true);
+    for (TSignal* in : inputs) s->Inputs()->Add()->SetInput(in);
+    return s;
+  }
+  // Source A feeding B feeding C.
+  std::array<TStage*, 3> Line() {
+    TStage* a = Source("A");
+    TStage* b = Make("B", a);
+    return {a, b, Make("C", b)};
+  }
 };
 
 using Log = std::vector<std::string>;
 using test::Thrown;
 
 TEST_F(Chain, PullUpdatesSourcesFirstOncePerPull) {
-  TStage* a = Source("A");
-  TStage* b = Make("B", a);
-  TStage* c = Make("C", b);
+  auto [a, b, c] = Line();
   EXPECT_TRUE(c->Pull());
   EXPECT_EQ(log, (Log{"A", "B", "C"}));
   EXPECT_FALSE(a->Dirty() || b->Dirty() || c->Dirty());
@@ -66,19 +77,14 @@ TEST_F(Chain, PullUpdatesSourcesFirstOncePerPull) {
   EXPECT_TRUE(c->Pull());  // recomputes even when nothing is dirty
   EXPECT_EQ(log, (Log{"A", "B", "C"}));
   // A shared input is updated once per pull.
-  TStage* d = Make("D", nullptr);
-  d->SetMultiChannel(true);
-  d->Inputs()->Add()->SetInput(b);
-  d->Inputs()->Add()->SetInput(Make("E", a));
+  TStage* d = Multi("D", {b, Make("E", a)});
   log.clear();
   EXPECT_TRUE(d->Pull());
   EXPECT_EQ(log, (Log{"A", "B", "E", "D"}));
 }
 
 TEST_F(Chain, InactiveStageKeepsResultAndDownstreamStillUpdates) {
-  TStage* a = Source("A");
-  TStage* b = Make("B", a);
-  TStage* c = Make("C", b);
+  auto [a, b, c] = Line();
   b->Data().SetVal(7);
   b->SetActive(false);
   EXPECT_TRUE(c->Pull());
@@ -95,9 +101,7 @@ TEST_F(Chain, InactiveStageKeepsResultAndDownstreamStillUpdates) {
 }
 
 TEST_F(Chain, NonContinuousStageIsMarkedButDoesNotPull) {
-  TStage* a = Source("A");
-  TStage* b = Make("B", a);
-  TStage* c = Make("C", b);
+  auto [a, b, c] = Line();
   b->SetContinuous(false);
   a->SetDirty(false);
   b->SetDirty(false);
@@ -107,9 +111,7 @@ TEST_F(Chain, NonContinuousStageIsMarkedButDoesNotPull) {
 }
 
 TEST_F(Chain, FalseFromASourceStopsTheChain) {
-  TStage* a = Source("A");
-  TStage* b = Make("B", a);
-  TStage* c = Make("C", b);
+  auto [a, b, c] = Line();
   a->result = false;
   EXPECT_FALSE(c->Pull());
   // A updated (and reported nothing); B and C were not updated.
@@ -125,12 +127,7 @@ TEST_F(Chain, FalseFromASourceStopsTheChain) {
 TEST_F(Chain, MultiChannelPullsEveryInputEvenAfterAFailure) {
   TStage* a = Source("A");
   a->result = false;
-  TStage* b = Source("B");
-  TStage* d = Make("D", nullptr);
-  d->SetMultiChannel(true);
-  d->Inputs()->Add()->SetInput(a);
-  d->Inputs()->Add()->SetInput(b);
-  EXPECT_FALSE(d->Pull());
+  EXPECT_FALSE(Multi("D", {a, Source("B")})->Pull());
   EXPECT_EQ(log, (Log{"A", "B"}));
 }
 
@@ -217,20 +214,16 @@ TEST_F(Chain, DestroyingAnInputClearsInputAndItems) {
   TStage* a = Make("A", nullptr);
   TStage* other = Make("O", nullptr);
   TStage* b = Make("B", a);
-  TStage* d = Make("D", nullptr);
-  d->SetMultiChannel(true);
-  d->Inputs()->Add()->SetInput(a);
-  d->Inputs()->Add()->SetInput(other);
-  d->Inputs()->Add()->SetInput(a);
+  TStage* d = Multi("D", {a, other, a});
   // An unowned consumer learns of it through FreeNotification alone.
   TStage lone(nullptr, nullptr);
   lone.SetInput(a);
   delete a;
   EXPECT_EQ(b->Input(), nullptr);
   EXPECT_EQ(lone.Input(), nullptr);
-  EXPECT_EQ(d->Inputs()->Items(0)->Input(), nullptr);
-  EXPECT_EQ(d->Inputs()->Items(1)->Input(), other);
-  EXPECT_EQ(d->Inputs()->Items(2)->Input(), nullptr);
+  std::vector<TSignal*> items;
+  for (int i = 0; i < 3; ++i) items.push_back(d->Inputs()->Items(i)->Input());
+  EXPECT_EQ(items, (std::vector<TSignal*>{nullptr, other, nullptr}));
 }
 
 TEST_F(Chain, BlockAssignFreezesWiring) {
