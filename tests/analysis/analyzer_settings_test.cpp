@@ -187,6 +187,9 @@ TEST(AnalyzerPeakHost, ConvergeAndHostView) {
   EXPECT_NEAR(r->ConvergeToMaximum(6.2), 8.0, 1e-12);
   EXPECT_NEAR(r->ConvergeToMaximum(9.6), 8.0, 1e-12);
   TPeakHost& host = r.analyzer;
+  EXPECT_EQ(&host.HostSpectrum(), static_cast<TSpectrum*>(&r.analyzer));
+  EXPECT_EQ(host.HostWindow(), int(wtHanning));
+  EXPECT_EQ(host.HostSpectrumType(), int(stAmplt));
   EXPECT_DOUBLE_EQ(host.HostZeroPaddingRatio(), 2.0);
   EXPECT_TRUE(host.HostComplexSpectrumValid());
   EXPECT_EQ(host.HostComplexSpectrum().Length(), 64);
