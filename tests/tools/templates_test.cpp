@@ -2,12 +2,17 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <tuple>
 
 #include "support/thrown.h"
 #include "template_support.h"
 
 namespace sigflow::test {
 namespace {
+
+using Ints = std::vector<std::int32_t>;
+using Shown = std::tuple<int, std::string, Ints>;
+const Shown kNothing{-1, "", {}};
 
 struct Manager {
   TFilterHost host;
@@ -18,6 +23,8 @@ struct Manager {
     t.SetTemplate(&work);
   }
   Bytes Entry(int i) { return StreamBytes(*t.Templates()->Streams(i)); }
+  // Selected index and name, and the working copy's values.
+  Shown Showing() const { return {t.TemplateIndex(), t.TemplateName(), work.Values()}; }
   Bytes Save() {
     TMemoryStream s;
     t.SaveToStream(s);
@@ -69,9 +76,7 @@ TEST(StreamTemplatesFormat, BuiltStoreMatchesHandImageAndRoundTrips) {
 
   Manager n;
   n.Load(ThreeTemplateImage());
-  EXPECT_EQ(n.t.TemplateIndex(), 1);
-  EXPECT_EQ(n.t.TemplateName(), "Mid");
-  EXPECT_EQ(n.work.Values(), std::vector<std::int32_t>{-3});
+  EXPECT_EQ(n.Showing(), Shown(1, "Mid", {-3}));
   EXPECT_EQ(n.t.Templates()->Streams(2)->Size(), 0);
   EXPECT_EQ(n.Save(), ThreeTemplateImage());
 }
@@ -84,8 +89,7 @@ TEST(StreamTemplatesFormat, TagMismatchNamesBothAndKeepsStore) {
             "Data format type missmatch: TOtherHost <> TStreamTemplates");
   ASSERT_EQ(m.t.Templates()->Count(), 1);
   EXPECT_EQ(m.Entry(0), TImage().List({5}).b);
-  EXPECT_EQ(m.t.TemplateIndex(), -1);
-  EXPECT_EQ(m.work.Count(), 0);
+  EXPECT_EQ(m.Showing(), kNothing);
   EXPECT_THROW(m.Load(TImage().Short("TFILTERHOST").I32(-1).I32(0).b), EReadError);  // case matters
 }
 
@@ -130,9 +134,7 @@ TEST(StreamTemplatesFormat, IndexOutsideStoreOrOnDamagedTemplateSelectsNothing) 
   EXPECT_EQ(m.t.Templates()->Count(), 3);
   image[12] = 2;  // the empty template: the int list cannot read it
   EXPECT_THROW(m.Load(image), EReadError);
-  EXPECT_EQ(m.t.TemplateIndex(), -1);
-  EXPECT_EQ(m.t.TemplateName(), "");
-  EXPECT_EQ(m.work.Count(), 0);
+  EXPECT_EQ(m.Showing(), kNothing);
   EXPECT_EQ(m.t.Templates()->Streams(2)->Size(), 0);
 }
 
@@ -155,8 +157,7 @@ TEST(StreamTemplatesFiles, SaveLoadAndMissingFile) {
 
   n.t.LoadFromFile((dir / "missing.tpl").string());
   EXPECT_EQ(n.t.Templates()->Count(), 3);
-  EXPECT_EQ(n.t.TemplateIndex(), 1);
-  EXPECT_EQ(n.work.Values(), std::vector<std::int32_t>{-3});
+  EXPECT_EQ(n.Showing(), Shown(1, "Mid", {-3}));
   std::filesystem::remove_all(dir);
 }
 
@@ -167,14 +168,13 @@ TEST(StreamTemplatesSelection, PresentIndexDoesNotReloadConsolidateDoes) {
   m.work.Append(99);
   m.t.SetTemplateIndex(1);
   EXPECT_EQ(m.work.Loads, loads);
-  EXPECT_EQ(m.work.Values(), (std::vector<std::int32_t>{-3, 99}));
+  EXPECT_EQ(m.work.Values(), (Ints{-3, 99}));
   EXPECT_EQ(m.Entry(1), TImage().List({-3}).b);
 
   m.t.Consolidate();
   EXPECT_EQ(m.work.Loads, loads + 1);
-  EXPECT_EQ(m.t.TemplateIndex(), 1);
   EXPECT_EQ(m.Entry(1), TImage().List({-3, 99}).b);
-  EXPECT_EQ(m.work.Values(), (std::vector<std::int32_t>{-3, 99}));
+  EXPECT_EQ(m.Showing(), Shown(1, "Mid", {-3, 99}));
 }
 
 TEST(StreamTemplatesSelection, SwitchingSavesBackThenLoads) {
@@ -183,14 +183,11 @@ TEST(StreamTemplatesSelection, SwitchingSavesBackThenLoads) {
   m.work.Append(4);
   m.t.SetTemplateIndex(0);
   EXPECT_EQ(m.Entry(1), TImage().List({-3, 4}).b);
-  EXPECT_EQ(m.work.Values(), (std::vector<std::int32_t>{7, 8}));
-  EXPECT_EQ(m.t.TemplateName(), "Low");
+  EXPECT_EQ(m.Showing(), Shown(0, "Low", {7, 8}));
   EXPECT_EQ(m.t.Templates()->Streams(0)->Position(), 0);
 
   m.t.SetTemplateIndex(17);
-  EXPECT_EQ(m.t.TemplateIndex(), -1);
-  EXPECT_EQ(m.t.TemplateName(), "");
-  EXPECT_EQ(m.work.Count(), 0);
+  EXPECT_EQ(m.Showing(), kNothing);
 }
 
 TEST(StreamTemplatesSelection, TemplateNameLooksUpIgnoringCase) {
@@ -198,13 +195,10 @@ TEST(StreamTemplatesSelection, TemplateNameLooksUpIgnoringCase) {
   m.Load(ThreeTemplateImage());
   const int loads = m.work.Loads;
   m.t.SetTemplateName("nowhere");
-  EXPECT_EQ(m.t.TemplateIndex(), 1);
-  EXPECT_EQ(m.t.TemplateName(), "Mid");
+  EXPECT_EQ(m.Showing(), Shown(1, "Mid", {-3}));
   EXPECT_EQ(m.work.Loads, loads);
-
   m.t.SetTemplateName("LOW");
-  EXPECT_EQ(m.t.TemplateIndex(), 0);
-  EXPECT_EQ(m.t.TemplateName(), "Low");
+  EXPECT_EQ(m.Showing(), Shown(0, "Low", {7, 8}));
 }
 
 TEST(StreamTemplatesSelection, AddSavesTheWorkingCopyThenHoldsAClearedOrCopiedImage) {
@@ -217,9 +211,7 @@ TEST(StreamTemplatesSelection, AddSavesTheWorkingCopyThenHoldsAClearedOrCopiedIm
     EXPECT_EQ(m.t.Templates()->Count(), 4);
     EXPECT_EQ(m.Entry(1), TImage().List({-3, 11}).b);
     EXPECT_EQ(m.Entry(3), copy ? TImage().List({-3, 11}).b : TImage().List({}).b);
-    EXPECT_EQ(m.t.TemplateIndex(), 3);
-    EXPECT_EQ(m.t.TemplateName(), "New");
-    EXPECT_EQ(m.work.Values(), copy ? (std::vector<std::int32_t>{-3, 11}) : std::vector<std::int32_t>{});
+    EXPECT_EQ(m.Showing(), Shown(3, "New", copy ? Ints{-3, 11} : Ints{}));
   }
 }
 
@@ -237,8 +229,7 @@ TEST(StreamTemplatesSelection, DeleteAndClearDeselect) {
   m.t.SetTemplateIndex(0);
   m.t.Clear();
   EXPECT_EQ(m.t.Templates()->Count(), 0);
-  EXPECT_EQ(m.work.Count(), 0);
-  EXPECT_EQ(m.t.TemplateIndex(), -1);
+  EXPECT_EQ(m.Showing(), kNothing);
 }
 
 TEST(StreamTemplatesSelection, WithoutWorkingCopyOnlyIndexAndNameMove) {
@@ -265,7 +256,7 @@ TEST(StreamTemplatesAssign, EqualIndexReplacesStoreWithoutReload) {
   b.work.Append(5);
   b.t.Assign(&a.t);
   EXPECT_EQ(b.work.Loads, loads);
-  EXPECT_EQ(b.work.Values(), std::vector<std::int32_t>{5});
+  EXPECT_EQ(b.work.Values(), Ints{5});
   EXPECT_EQ(b.t.Templates()->Text(), "Low\r\nMid\r\nHi\r\n");
   EXPECT_EQ(b.Entry(0), TImage().List({7, 8}).b);
   EXPECT_EQ(b.t.TemplateName(), "Y");  // the name came with the old selection
@@ -276,7 +267,7 @@ TEST(StreamTemplatesAssign, OtherIndexSelectsFromNewStore) {
   a.Load(ThreeTemplateImage());
   b.t.Assign(&a.t);
   EXPECT_EQ(b.t.TemplateIndex(), 1);
-  EXPECT_EQ(b.work.Values(), std::vector<std::int32_t>{-3});
+  EXPECT_EQ(b.work.Values(), Ints{-3});
   EXPECT_EQ(b.Save(), ThreeTemplateImage());
 
   TStringList foreign;
