@@ -125,7 +125,6 @@ TEST(SignalList, SettingsStreamCarriesItems) {
 TEST(SignalCollection, HandlersReachItemsAndInputs) {
   TComponent owner(nullptr);
   TSignalCollection c(&owner);
-  EXPECT_EQ(c.GetOwner(), &owner);
   TSignalItem* before = c.Add();
   std::vector<TObject*> senders;
   c.SetOnSetInput([&](TObject* s) { senders.push_back(s); });
