@@ -66,10 +66,7 @@ TEST(BandsAnalysis, TransitionsWeighLinearly) {
   const std::vector<double> y = RandomSpectrum(100, 2);
   host.SetAmplitudes(y, 1.0);
   TSpectrumBandsAnalyzer ba(nullptr, &host);
-  TBandRecord b = Band(20.2, 40.7);
-  b.StartTransition = 3.1;
-  b.StopTransition = 5.3;
-  ba.Bands().AddBand(b);
+  ba.Bands().AddBand({.Start = 20.2, .Stop = 40.7, .StartTransition = 3.1, .StopTransition = 5.3});
   ba.Update();
   // Fine midpoint integration of the trapezoid weight over each bin.
   double want = 0;
@@ -121,9 +118,7 @@ TEST(BandsAnalysis, AmplitudeKindsGiveOneResult) {
     host.SetAmplitudes(v, 1.0);
     host.SpectrumType = type;
     TSpectrumBandsAnalyzer ba(nullptr, &host);
-    TBandRecord b = Band(3.3, 50.6);
-    b.AdjustForSpectrumType = adjust;
-    ba.Bands().AddBand(b);
+    ba.Bands().AddBand({.AdjustForSpectrumType = adjust, .Start = 3.3, .Stop = 50.6});
     ba.Update();
     return ba.Results()[0];
   };
@@ -143,13 +138,9 @@ TEST(BandsAnalysis, References) {
   TSpectrumPeaksAnalyzer peaks(nullptr, &host);
   TSpectrumBandsAnalyzer ba(nullptr, &host, &peaks);
   ba.Bands().AddBand(Band(0.1, 0.2, fnNyquist));
-  TBandRecord nth = Band(0.9, 1.1, fnNthPeak);
-  nth.PeakNumber = 2;
-  ba.Bands().AddBand(nth);
+  ba.Bands().AddBand({.Reference = fnNthPeak, .PeakNumber = 2, .Start = 0.9, .Stop = 1.1});
   ba.Bands().AddBand(Band(1.5, 2.5, fnOrder));
-  TBandRecord off = Band(1, 2);
-  off.Active = false;
-  ba.Bands().AddBand(off);
+  ba.Bands().AddBand({.Active = false, .Start = 1, .Stop = 2});
   ba.Update();
   EXPECT_DOUBLE_EQ(ba.StartFrequencies()[0], 20);
   EXPECT_DOUBLE_EQ(ba.StopFrequencies()[0], 40);

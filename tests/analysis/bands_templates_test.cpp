@@ -25,30 +25,17 @@ void PutDouble(std::vector<std::uint8_t>& b, double v) {
   b.insert(b.end(), raw, raw + 8);
 }
 
-TBandRecord Sample() {
-  TBandRecord b;
-  b.Active = false;
-  b.Reference = fnNthPeak;
-  b.AdjustForSpectrumType = true;
-  b.PeakNumber = 258;
-  b.Start = 0.5;
-  b.Stop = -2;
-  b.StartTransition = 1;
-  b.StopTransition = 0.25;
-  return b;
-}
+const TBandRecord kSample{.Active = false, .Reference = fnNthPeak, .AdjustForSpectrumType = true, .PeakNumber = 258,
+                          .Start = 0.5, .Stop = -2, .StartTransition = 1, .StopTransition = 0.25};
 
 TEST(BandsTemplates, ByteImage) {
   TSpectrumBands bands;
-  bands.AddBand(Sample());
+  bands.AddBand(kSample);
   bands.AddBand(TBandRecord{});
   TMemoryStream s;
   bands.SaveToStream(s);
   std::vector<std::uint8_t> want = {2, 0, 0, 0, 0, 3, 1, 0, 2, 1, 0, 0};
-  PutDouble(want, 0.5);
-  PutDouble(want, -2);
-  PutDouble(want, 1);
-  PutDouble(want, 0.25);
+  for (double v : {0.5, -2.0, 1.0, 0.25}) PutDouble(want, v);
   const std::vector<std::uint8_t> second = {1, 0, 1, 0, 1, 0, 0, 0};
   want.insert(want.end(), second.begin(), second.end());
   want.resize(want.size() + 32, 0);
@@ -60,13 +47,13 @@ TEST(BandsTemplates, ByteImage) {
   back.AddBand(TBandRecord{});
   back.LoadFromStream(s);
   ASSERT_EQ(back.Count(), 2);
-  EXPECT_EQ(*back.Items(0), Sample());
+  EXPECT_EQ(*back.Items(0), kSample);
   EXPECT_EQ(*back.Items(1), TBandRecord{});
 }
 
 TEST(BandsTemplates, BadBytesAreRejectedAndChangeNothing) {
   TSpectrumBands good;
-  good.AddBand(Sample());
+  good.AddBand(kSample);
   TMemoryStream img;
   good.SaveToStream(img);
   const std::vector<std::uint8_t> base = Bytes(img);
