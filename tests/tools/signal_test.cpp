@@ -82,10 +82,7 @@ TEST(SignalTiming, EmptySignal) {
   EXPECT_NEAR(s.HzRes(), 1 / 0.128, kTol);
   EXPECT_EQ(s.BandWidth(), 500);
   s.SetHzRes(10);
-  EXPECT_EQ(s.BandWidth(), 0);
-  EXPECT_EQ(s.SamplingTime(), 0);
-  EXPECT_EQ(s.Dt(), 0);
-  EXPECT_EQ(s.HzRes(), 0);
+  EXPECT_EQ(std::tuple(s.BandWidth(), s.SamplingTime(), s.Dt(), s.HzRes()), std::tuple(0.0, 0.0, 0.0, 0.0));
 }
 
 TEST(SignalTiming, NonPositiveDurationsAndRates) {
