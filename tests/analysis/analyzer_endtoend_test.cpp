@@ -33,9 +33,8 @@ struct HarmonicSource {
 
 void TraceHarmonics(TSpectrumAnalyzer& an, TPeakTraceMethod method) {
   an.SetWindow(wtHanning);
-  // Hann's main lobe spans 4 bins, but a tone between bins leaks -31 dB at 2.5 bins and
-  // falls 18 dB per octave: the measured lobe takes 16 bins each side so that its leakage
-  // stays far below a noise 60 dB down (with 8 a side it still read 58.2 dB).
+  // A tone between bins leaks -31 dB at 2.5 bins, falling 18 dB per octave: a lobe of 16 bins
+  // a side keeps the leakage far below noise 60 dB down (8 a side read 58.2 dB).
   an.SetMainlobeWidth(32);
   an.SetHarmonics(10);
   auto* p = an.Peaks();
@@ -114,11 +113,8 @@ TEST(AnalyzerEndToEnd, SnrOfASineInSeededNoise) {
     AnalyzerRig rig;
     TraceHarmonics(rig.analyzer, ptFreqHarmonics);
     const double sigma = std::sqrt(0.5 / std::pow(10, snrDb / 10));
-    std::mt19937 gen(1234);
-    std::normal_distribution<double> noise(0, sigma);
-    HarmonicSource src;
-    std::vector<double> x = src.Next();
-    for (int i = 0; i < N; ++i) x[std::size_t(i)] = std::sin(2 * kPi * 1000 * i / Fs) + noise(gen);
+    std::vector<double> x = Noise(N, 1234);
+    for (int i = 0; i < N; ++i) x[std::size_t(i)] = std::sin(2 * kPi * 1000 * i / Fs) + sigma * x[std::size_t(i)];
     SetReal(rig.input, x, Fs);
     rig.analyzer.Update();
     EXPECT_NEAR(rig.analyzer.SNR(), snrDb, 0.3);

@@ -13,17 +13,21 @@ namespace sigflow::test {
 
 inline constexpr double kPi = std::numbers::pi;
 
-struct AnalyzerRig {
-  TSignal input{nullptr};
-  TSpectrumAnalyzer analyzer{nullptr};
-  AnalyzerRig() { analyzer.SetInput(&input); }
-};
-
 inline void SetReal(TSignal& s, const std::vector<double>& x, double fs) {
   s.Data().Size(int(x.size()), false);
   for (std::size_t i = 0; i < x.size(); ++i) s.Data().SetValues(int(i), x[i]);
   s.SetSamplingFrequency(fs);
 }
+
+struct AnalyzerRig {
+  TSignal input{nullptr};
+  TSpectrumAnalyzer analyzer{nullptr};
+  AnalyzerRig() { analyzer.SetInput(&input); }
+  AnalyzerRig(const std::vector<double>& x, double fs) : AnalyzerRig() { SetReal(input, x, fs); }
+  TSpectrumAnalyzer* operator->() { return &analyzer; }
+  double Amplt(int k) const { return analyzer.Amplt().Values(k); }
+  double Phase(int k) const { return analyzer.Phase().Values(k); }
+};
 
 inline std::vector<double> Sine(int n, double fs, double amplitude, double freq, double phase = 0) {
   std::vector<double> x(static_cast<std::size_t>(n));

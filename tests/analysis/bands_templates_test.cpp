@@ -25,30 +25,17 @@ void PutDouble(std::vector<std::uint8_t>& b, double v) {
   b.insert(b.end(), raw, raw + 8);
 }
 
-TBandRecord Sample() {
-  TBandRecord b;
-  b.Active = false;
-  b.Reference = fnNthPeak;
-  b.AdjustForSpectrumType = true;
-  b.PeakNumber = 258;
-  b.Start = 0.5;
-  b.Stop = -2;
-  b.StartTransition = 1;
-  b.StopTransition = 0.25;
-  return b;
-}
+const TBandRecord kSample{.Active = false, .Reference = fnNthPeak, .AdjustForSpectrumType = true, .PeakNumber = 258,
+                          .Start = 0.5, .Stop = -2, .StartTransition = 1, .StopTransition = 0.25};
 
 TEST(BandsTemplates, ByteImage) {
   TSpectrumBands bands;
-  bands.AddBand(Sample());
+  bands.AddBand(kSample);
   bands.AddBand(TBandRecord{});
   TMemoryStream s;
   bands.SaveToStream(s);
   std::vector<std::uint8_t> want = {2, 0, 0, 0, 0, 3, 1, 0, 2, 1, 0, 0};
-  PutDouble(want, 0.5);
-  PutDouble(want, -2);
-  PutDouble(want, 1);
-  PutDouble(want, 0.25);
+  for (double v : {0.5, -2.0, 1.0, 0.25}) PutDouble(want, v);
   const std::vector<std::uint8_t> second = {1, 0, 1, 0, 1, 0, 0, 0};
   want.insert(want.end(), second.begin(), second.end());
   want.resize(want.size() + 32, 0);
@@ -60,13 +47,13 @@ TEST(BandsTemplates, ByteImage) {
   back.AddBand(TBandRecord{});
   back.LoadFromStream(s);
   ASSERT_EQ(back.Count(), 2);
-  EXPECT_EQ(*back.Items(0), Sample());
+  EXPECT_EQ(*back.Items(0), kSample);
   EXPECT_EQ(*back.Items(1), TBandRecord{});
 }
 
 TEST(BandsTemplates, BadBytesAreRejectedAndChangeNothing) {
   TSpectrumBands good;
-  good.AddBand(Sample());
+  good.AddBand(kSample);
   TMemoryStream img;
   good.SaveToStream(img);
   const std::vector<std::uint8_t> base = Bytes(img);
@@ -87,29 +74,22 @@ TEST(BandsTemplates, BadBytesAreRejectedAndChangeNothing) {
     return true;
   };
   EXPECT_TRUE(load(base));
+  EXPECT_TRUE(load({0, 0, 0, 0}));
+  // Two records announced with one present, a negative count, a flag byte, no such reference,
+  // padding; then a NaN stop, a short count and a short record.
+  const std::pair<int, std::uint8_t> edits[] = {{0, 2}, {3, 0x80}, {4, 2}, {5, 4}, {7, 1}};
+  for (auto [at, value] : edits) {
+    auto b = base;
+    b[std::size_t(at)] = value;
+    EXPECT_FALSE(load(b)) << at;
+  }
   auto b = base;
-  b[0] = 2;  // two records announced, one present
-  EXPECT_FALSE(load(b));
-  b = base;
-  b[3] = 0x80;  // negative count
-  EXPECT_FALSE(load(b));
-  b = base;
-  b[5] = 4;  // no such reference
-  EXPECT_FALSE(load(b));
-  b = base;
-  b[4] = 2;  // flag byte
-  EXPECT_FALSE(load(b));
-  b = base;
-  b[7] = 1;  // padding
-  EXPECT_FALSE(load(b));
-  b = base;
-  std::memset(b.data() + 12 + 8, 0xff, 8);  // NaN stop
+  std::memset(b.data() + 12 + 8, 0xff, 8);
   EXPECT_FALSE(load(b));
   EXPECT_FALSE(load({1, 0}));
   b = base;
   b.pop_back();
   EXPECT_FALSE(load(b));
-  EXPECT_TRUE(load({0, 0, 0, 0}));
 }
 
 TEST(BandsTemplates, StandardTemplatesRoundTripThroughTheStore) {

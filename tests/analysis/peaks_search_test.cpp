@@ -7,18 +7,19 @@
 
 #include "peak_host_fixture.h"
 #include "sigflow/analysis/SpectrumPeaksAnalyzer.h"
-#include "sigflow/core/Exceptions.h"
 #include "support/alloc_counter.h"
+#include "support/thrown.h"
 
 namespace sigflow {
 namespace {
 
 using test::TTestPeakHost;
+using test::Thrown;
+using V = std::vector<double>;
 
 // 512 bins of 1 Hz on a flat floor with peaks (bin, amplitude) on it.
-std::vector<double> Peaky(std::initializer_list<std::pair<int, double>> peaks) {
-  std::vector<double> y(512);
-  for (int k = 0; k < 512; ++k) y[k] = 0.01;
+V Peaky(std::initializer_list<std::pair<int, double>> peaks) {
+  V y(512, 0.01);
   for (auto [k, a] : peaks) {
     y[k] = a;
     y[k - 1] = std::max(y[k - 1], a / 4);
@@ -27,26 +28,16 @@ std::vector<double> Peaky(std::initializer_list<std::pair<int, double>> peaks) {
   return y;
 }
 
-std::vector<double> Freqs(const TMarkList& m) {
-  std::vector<double> f;
-  for (int i = 0; i < m.Count(); ++i) f.push_back(m.Values(i).Freq);
+V Field(const TMarkList& m, double TMarkRecord::*field = &TMarkRecord::Freq) {
+  V f;
+  for (int i = 0; i < m.Count(); ++i) f.push_back(m.Values(i).*field);
   return f;
 }
 
-TEST(PeaksSearch, Defaults) {
-  TTestPeakHost host;
-  TSpectrumPeaksAnalyzer p(nullptr, &host);
-  EXPECT_TRUE(p.Active());
-  EXPECT_EQ(p.LargestCount(), 1);
-  EXPECT_EQ(p.TraceMethod(), ptNone);
-  EXPECT_TRUE(p.UseFullBandwidth());
-  EXPECT_EQ(p.OrderTracing(), otNone);
-  EXPECT_EQ(p.OrderPeakNumber(), 1);
-  EXPECT_FALSE(p.OrderActive());
-  EXPECT_EQ(p.Interpolation()->Method(), imNone);
-  const TPropInfo* info = p.Properties().Find("TraceMethod");
-  ASSERT_NE(info, nullptr);
-  EXPECT_EQ(std::get<std::int64_t>(*info->Default), ptNone);
+// The mark frequencies after an update.
+V Found(TSpectrumPeaksAnalyzer& p, TTestPeakHost& host) {
+  p.Update();
+  return Field(host.Spec.Marks());
 }
 
 TEST(PeaksSearch, BandLimitsSpacingAndLargest) {
@@ -56,32 +47,28 @@ TEST(PeaksSearch, BandLimitsSpacingAndLargest) {
   TSpectrumPeaksAnalyzer p(nullptr, &host);
   EXPECT_EQ(p.FindAllPeaks(), 7);
   // 202 loses to 200, 230 to 233; 300 and 304 are exactly 4 bins apart and both stay.
-  EXPECT_EQ(Freqs(host.Spec.Marks()), (std::vector<double>{10, 50, 90, 200, 233, 300, 304}));
+  EXPECT_EQ(Field(host.Spec.Marks()), (V{10, 50, 90, 200, 233, 300, 304}));
   EXPECT_EQ(host.Spec.Marks().Values(4).Amplt, 6.0);
 
   p.SetUseFullBandwidth(false);
   p.SetBandwidthL(50);  // an edge on a peak's bin keeps the peak
   p.SetBandwidthH(233);
-  EXPECT_EQ(Freqs(host.Spec.Marks()).size(), 7u);  // settings alone do not search
+  EXPECT_EQ(host.Spec.Marks().Count(), 7);  // settings alone do not search
   p.FindAllPeaks();
-  EXPECT_EQ(Freqs(host.Spec.Marks()), (std::vector<double>{50, 90, 200, 233}));
+  EXPECT_EQ(Field(host.Spec.Marks()), (V{50, 90, 200, 233}));
   p.SetBandwidthL(50.5);
   p.SetBandwidthH(232.5);
   p.FindAllPeaks();
-  // 230 loses to 233 only while 233 is searched.
-  EXPECT_EQ(Freqs(host.Spec.Marks()), (std::vector<double>{90, 200, 230}));
+  EXPECT_EQ(Field(host.Spec.Marks()), (V{90, 200, 230}));  // 230 loses to 233 only while 233 is searched
 
   p.SetUseFullBandwidth(true);
   p.SetLargestCount(3);
-  p.Update();
-  EXPECT_EQ(Freqs(host.Spec.Marks()), (std::vector<double>{90, 200, 233}));  // frequency order
+  EXPECT_EQ(Found(p, host), (V{90, 200, 233}));  // frequency order
   p.SetLargestCount(100);
   p.Update();
   EXPECT_EQ(host.Spec.Marks().Count(), 7);
-  // A spectrum limited by MaxFreqIndex is not searched beyond it.
-  host.Spec.SetMaxFreqIndex(250);
-  p.Update();
-  EXPECT_EQ(Freqs(host.Spec.Marks()), (std::vector<double>{10, 50, 90, 200, 233}));
+  host.Spec.SetMaxFreqIndex(250);  // a limited spectrum is not searched beyond its limit
+  EXPECT_EQ(Found(p, host), (V{10, 50, 90, 200, 233}));
 }
 
 TEST(PeaksSearch, InactiveLeavesMarksAlone) {
@@ -90,12 +77,9 @@ TEST(PeaksSearch, InactiveLeavesMarksAlone) {
   host.Spec.Marks().Add({7, 7, 7, 7});
   TSpectrumPeaksAnalyzer p(nullptr, &host);
   p.SetActive(false);
-  p.Update();
-  ASSERT_EQ(host.Spec.Marks().Count(), 1);
-  EXPECT_EQ(host.Spec.Marks().Values(0).Freq, 7);
+  EXPECT_EQ(Found(p, host), (V{7}));
   p.SetActive(true);
-  p.Update();
-  EXPECT_EQ(Freqs(host.Spec.Marks()), (std::vector<double>{40}));
+  EXPECT_EQ(Found(p, host), (V{40}));
 }
 
 TEST(PeaksSearch, HarmonicsAndThd) {
@@ -105,30 +89,22 @@ TEST(PeaksSearch, HarmonicsAndThd) {
   p.SetHarmonicsCount(3);
   p.SetTraceInterval(1);  // window of 1 % of 512 Hz: 2.56 Hz each side
   p.SetTraceMethod(ptAmpltHarmonics);
-  p.Update();
-  EXPECT_EQ(Freqs(host.Spec.Marks()), (std::vector<double>{100, 201, 299, 400}));
-  // The marks are the host spectrum's: THD sees them.
-  const double thd = 100 * std::sqrt(1 + 0.25 + 0.0625) / 10;
-  EXPECT_NEAR(host.Spec.THD(), thd, 1e-12);
-
-  // A narrower window misses the harmonics that are off their multiple and takes the
-  // largest bin at the multiple instead.
+  EXPECT_EQ(Found(p, host), (V{100, 201, 299, 400}));
+  EXPECT_NEAR(host.Spec.THD(), 100 * std::sqrt(1 + 0.25 + 0.0625) / 10, 1e-12);  // the host's marks
+  // A narrower window misses the harmonics off their multiple: the largest bin at the multiple.
   p.SetTraceInterval(0.1);
-  p.Update();
-  EXPECT_EQ(Freqs(host.Spec.Marks()), (std::vector<double>{100, 200, 300, 400}));
+  EXPECT_EQ(Found(p, host), (V{100, 200, 300, 400}));
   EXPECT_NEAR(host.Spec.Marks().Values(1).Amplt, 1.0 / 4, 1e-15);
-
   // Exact multiples of the fundamental, with values read off the spectrum.
   p.SetTraceMethod(ptFreqHarmonics);
   p.SetHarmonicsCount(9);
-  p.Update();
-  EXPECT_EQ(Freqs(host.Spec.Marks()), (std::vector<double>{100, 200, 300, 400, 500}));  // 600 > 510
+  EXPECT_EQ(Found(p, host), (V{100, 200, 300, 400, 500}));  // 600 > 510
   EXPECT_EQ(host.Spec.Marks().Values(3).Amplt, 0.25);
 }
 
 TEST(PeaksSearch, HarmonicsFollowTheRefinedFundamental) {
   TTestPeakHost host;
-  std::vector<double> y = Peaky({{100, 10}});
+  V y = Peaky({{100, 10}});
   y[99] = 5;
   y[101] = 8;  // the fundamental lies above bin 100
   host.SetAmplitudes(y, 1);
@@ -150,70 +126,56 @@ TEST(PeaksSearch, TraceAcrossFrames) {
   p.SetLargestCount(2);
   p.SetTraceInterval(2);  // 5.12 Hz each side
   p.SetTraceMethod(ptCurrent);
-  p.Update();
-  ASSERT_EQ(Freqs(host.Spec.Marks()), (std::vector<double>{100, 300}));
+  ASSERT_EQ(Found(p, host), (V{100, 300}));
   // Next frame: both peaks drift and a larger one appears elsewhere; the marks follow.
   host.SetAmplitudes(Peaky({{103, 5}, {296, 4}, {450, 9}}), 1);
-  p.Update();
-  EXPECT_EQ(Freqs(host.Spec.Marks()), (std::vector<double>{103, 296}));
+  EXPECT_EQ(Found(p, host), (V{103, 296}));
   // A drift beyond the window is not followed: the mark takes the best bin inside it.
   host.SetAmplitudes(Peaky({{110, 5}, {296, 4}, {450, 9}}), 1);
   p.Update();
   EXPECT_EQ(host.Spec.Marks().Values(1).Freq, 296);
   EXPECT_LE(std::fabs(host.Spec.Marks().Values(0).Freq - 103), 5.12);
   EXPECT_NE(host.Spec.Marks().Values(0).Freq, 110);
-  // Without tracing the same frame gives the two largest.
-  p.SetTraceMethod(ptNone);
-  p.Update();
-  EXPECT_EQ(Freqs(host.Spec.Marks()), (std::vector<double>{110, 450}));
+  p.SetTraceMethod(ptNone);  // the same frame untraced: the two largest
+  EXPECT_EQ(Found(p, host), (V{110, 450}));
   // ptLargest keeps one mark on the largest peak and then follows it.
   p.SetTraceMethod(ptLargest);
-  p.Update();
-  EXPECT_EQ(Freqs(host.Spec.Marks()), (std::vector<double>{450}));
+  EXPECT_EQ(Found(p, host), (V{450}));
   host.SetAmplitudes(Peaky({{110, 50}, {452, 9}}), 1);
-  p.Update();
-  EXPECT_EQ(Freqs(host.Spec.Marks()), (std::vector<double>{452}));
+  EXPECT_EQ(Found(p, host), (V{452}));
 }
 
-TEST(PeaksSearch, Orders) {
+TEST(PeaksSearch, OrdersAreFrequenciesOverTheReference) {
   TTestPeakHost host;
   host.SetAmplitudes(Peaky({{50, 2}, {100, 8}, {150, 3}, {200, 1}}), 1);
   TSpectrumPeaksAnalyzer p(nullptr, &host);
   p.SetLargestCount(4);
-  const auto times = [&] {
-    std::vector<double> t;
-    for (int i = 0; i < host.Spec.Marks().Count(); ++i) t.push_back(host.Spec.Marks().Values(i).Time);
-    return t;
+  const auto orders = [&] {
+    p.Update();
+    return Field(host.Spec.Marks(), &TMarkRecord::Time);
   };
-  p.Update();
-  EXPECT_EQ(times(), (std::vector<double>{0, 0, 0, 0}));  // order analysis off
+  EXPECT_EQ(orders(), (V{0, 0, 0, 0}));  // order analysis off
   p.SetOrderActive(true);
   p.SetOrderTracing(otFirstPeak);
-  p.Update();
-  EXPECT_EQ(times(), (std::vector<double>{1, 2, 3, 4}));
+  EXPECT_EQ(orders(), (V{1, 2, 3, 4}));
   EXPECT_EQ(p.OrderReference(), 50);
   p.SetOrderTracing(otLargest);
-  p.Update();
-  EXPECT_EQ(times(), (std::vector<double>{0.5, 1, 1.5, 2}));
+  EXPECT_EQ(orders(), (V{0.5, 1, 1.5, 2}));
   p.SetOrderTracing(otNthPeak);
   p.SetOrderPeakNumber(3);
-  p.Update();
-  EXPECT_EQ(times(), (std::vector<double>{1.0 / 3, 2.0 / 3, 1, 4.0 / 3}));
+  EXPECT_EQ(orders(), (V{1.0 / 3, 2.0 / 3, 1, 4.0 / 3}));
   p.SetOrderPeakNumber(5);  // no fifth peak: no reference
-  p.Update();
-  EXPECT_EQ(times(), (std::vector<double>{0, 0, 0, 0}));
+  EXPECT_EQ(orders(), (V{0, 0, 0, 0}));
   EXPECT_EQ(p.OrderReference(), 0);
   p.SetOrderTracing(otNone);
   p.SetOrderFrequency(25);
-  p.Update();
-  EXPECT_EQ(times(), (std::vector<double>{2, 4, 6, 8}));
-  // Frequencies stay in hertz for the measurements.
-  EXPECT_EQ(Freqs(host.Spec.Marks()), (std::vector<double>{50, 100, 150, 200}));
+  EXPECT_EQ(orders(), (V{2, 4, 6, 8}));
+  EXPECT_EQ(Field(host.Spec.Marks()), (V{50, 100, 150, 200}));  // frequencies stay in hertz
 }
 
 TEST(PeaksSearch, FilterRemovesTheLobe) {
   TTestPeakHost host;
-  std::vector<double> y(64);
+  V y(64);
   for (int k = 0; k < 64; ++k) y[k] = 1 + 0.1 * k;
   y[30] = 50;
   y[29] = y[31] = 20;
@@ -231,12 +193,7 @@ TEST(PeaksSearch, FilterRemovesTheLobe) {
   host.SetAmplitudes(y, 1);
   p.Update();
   host.SpectrumType = 4;
-  try {
-    p.Filter(0);
-    FAIL();
-  } catch (const Exception& e) {
-    EXPECT_STREQ(e.what(), "Not supported with current parameters!");
-  }
+  EXPECT_EQ(Thrown([&] { p.Filter(0); }), "Not supported with current parameters!");
   EXPECT_EQ(host.Spec.Marks().Count(), 1);
   host.SpectrumType = 0;
   host.Spec.SetMainlobeWidth(0);
@@ -255,24 +212,16 @@ TEST(PeaksSearch, FilterRemovesTheLobe) {
   EXPECT_EQ(host.Spec.Marks().Count(), 0);  // the ramp has no peak left
 }
 
-TEST(PeaksSearch, MarksAreReadOnlyAndLogAmplt) {
+TEST(PeaksSearch, MarksAreReadOnlyAndConvertToDecibelsAsTheSpectrum) {
   TTestPeakHost host;
-  host.SetAmplitudes(Peaky({{20, 0.5}, {80, 2}, {140, 0.0105}}), 1);
   TSpectrumPeaksAnalyzer p(nullptr, &host);
   p.SetLargestCount(3);
-  p.Update();
-  ASSERT_EQ(p.Marks().Count(), 3);
   EXPECT_EQ(&p.GetMarks(), &host.Spec.Marks());
-  try {
-    p.SetMarks(TMarkList());
-    FAIL();
-  } catch (const Exception& e) {
-    EXPECT_STREQ(e.what(), "Not supported!");
-  }
-  // The marks convert as the spectrum does: compare with TSpectrum::LogAmplt on the values.
+  EXPECT_EQ(Thrown([&] { p.SetMarks(TMarkList()); }), "Not supported!");
   for (bool absolute : {true, false}) {
     host.SetAmplitudes(Peaky({{20, 0.5}, {80, 2}, {140, 0.0105}}), 1);
     p.Update();
+    ASSERT_EQ(p.Marks().Count(), 3);
     TSpectrum ref(nullptr);
     ref.SetLength(3);
     for (int i = 0; i < 3; ++i) ref.Amplt().SetValues(i, p.Marks().Values(i).Amplt);
@@ -285,7 +234,7 @@ TEST(PeaksSearch, MarksAreReadOnlyAndLogAmplt) {
 
 TEST(PeaksSearch, AdjustReadsTheSpectrumAtTheMarks) {
   TTestPeakHost host;
-  std::vector<double> y = Peaky({{100, 10}});
+  V y = Peaky({{100, 10}});
   y[101] = 6;
   host.SetAmplitudes(y, 1);
   for (int k = 0; k < 512; ++k) host.Spec.Phase().SetValues(k, 0.01 * k);
@@ -297,10 +246,8 @@ TEST(PeaksSearch, AdjustReadsTheSpectrumAtTheMarks) {
   EXPECT_GT(before.Freq, 100);
   EXPECT_DOUBLE_EQ(before.Amplt, host.Spec.AmpltEst(before.Freq));
   EXPECT_GT(before.Amplt, 10);
-  for (int k = 0; k < 512; ++k) {
-    host.Spec.Amplt().SetValues(k, 0.5 * host.Spec.Amplt().Values(k));
-    host.Spec.Phase().SetValues(k, 1 + host.Spec.Phase().Values(k));
-  }
+  host.Spec.Amplt().Scale(0.5);
+  for (int k = 0; k < 512; ++k) host.Spec.Phase().SetValues(k, 1 + host.Spec.Phase().Values(k));
   p.Adjust();
   const TMarkRecord after = p.Marks().Values(0);
   EXPECT_EQ(after.Freq, before.Freq);
@@ -310,19 +257,19 @@ TEST(PeaksSearch, AdjustReadsTheSpectrumAtTheMarks) {
 
 TEST(PeaksSearch, SteadyStateUpdateAllocatesNothing) {
   TTestPeakHost host;
-  std::vector<double> x(4096);
+  V x(4096);
   for (int i = 0; i < 4096; ++i)
     for (int h = 1; h <= 10; ++h) x[i] += std::cos(2 * std::numbers::pi * (37.3 * h) * i / 4096) / h;
   host.SetFrame(x, 4096);
   host.Spec.SetMainlobeWidth(4);
   TSpectrumPeaksAnalyzer p(nullptr, &host);
   p.Interpolation()->SetMethod(imQuinnSecond);
+  p.SetLargestCount(10);
+  p.SetOrderActive(true);
+  p.SetOrderTracing(otFirstPeak);
   for (TPeakTraceMethod m : {ptNone, ptCurrent, ptAmpltHarmonics, ptFreqHarmonics}) {
     SCOPED_TRACE(int(m));
     p.SetTraceMethod(m);
-    p.SetLargestCount(10);
-    p.SetOrderActive(true);
-    p.SetOrderTracing(otFirstPeak);
     p.Update();  // warm-up: capacities grow here
     ASSERT_GE(p.Marks().Count(), 10);
     test::AllocationScope scope;

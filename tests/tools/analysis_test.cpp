@@ -2,11 +2,13 @@
 // stages, exception prefixes, wiring and notification.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <string>
 #include <vector>
 
 #include "sigflow/Core.h"
 #include "sigflow/SignalTools.h"
+#include "support/thrown.h"
 
 namespace sigflow {
 namespace {
@@ -44,53 +46,49 @@ struct Chain : ::testing::Test {
     s->SetInput(input);
     return s;
   }
+  TStage* Source(const std::string& name) {
+    TStage* s = Make(name, nullptr);
+    s->SetUsesInputs(false);
+    return s;
+  }
+  TStage* Multi(const std::string& name, std::initializer_list<TSignal*> inputs) {
+    TStage* s = Make(name, nullptr);
+    s->SetMultiChannel(true);
+    for (TSignal* in : inputs) s->Inputs()->Add()->SetInput(in);
+    return s;
+  }
+  // Source A feeding B feeding C.
+  std::array<TStage*, 3> Line() {
+    TStage* a = Source("A");
+    TStage* b = Make("B", a);
+    return {a, b, Make("C", b)};
+  }
 };
 
-std::string MessageOf(const std::function<void()>& f) {
-  try {
-    f();
-  } catch (const Exception& e) {
-    return e.Message();
-  }
-  return "<no exception>";
-}
+using Log = std::vector<std::string>;
+using test::Thrown;
 
 TEST_F(Chain, PullUpdatesSourcesFirstOncePerPull) {
-  TStage* a = Make("A", nullptr);
-  a->SetUsesInputs(false);
-  TStage* b = Make("B", a);
-  TStage* c = Make("C", b);
+  auto [a, b, c] = Line();
   EXPECT_TRUE(c->Pull());
-  EXPECT_EQ(log, (std::vector<std::string>{"A", "B", "C"}));
+  EXPECT_EQ(log, (Log{"A", "B", "C"}));
   EXPECT_FALSE(a->Dirty() || b->Dirty() || c->Dirty());
   log.clear();
-  // Pull recomputes even when nothing is dirty.
-  EXPECT_TRUE(c->Pull());
-  EXPECT_EQ(log, (std::vector<std::string>{"A", "B", "C"}));
-}
-
-TEST_F(Chain, SharedInputUpdatedOncePerPull) {
-  TStage* a = Make("A", nullptr);
-  a->SetUsesInputs(false);
-  TStage* b = Make("B", a);
-  TStage* c = Make("C", a);
-  TStage* d = Make("D", nullptr);
-  d->SetMultiChannel(true);
-  d->Inputs()->Add()->SetInput(b);
-  d->Inputs()->Add()->SetInput(c);
+  EXPECT_TRUE(c->Pull());  // recomputes even when nothing is dirty
+  EXPECT_EQ(log, (Log{"A", "B", "C"}));
+  // A shared input is updated once per pull.
+  TStage* d = Multi("D", {b, Make("E", a)});
+  log.clear();
   EXPECT_TRUE(d->Pull());
-  EXPECT_EQ(log, (std::vector<std::string>{"A", "B", "C", "D"}));
+  EXPECT_EQ(log, (Log{"A", "B", "E", "D"}));
 }
 
 TEST_F(Chain, InactiveStageKeepsResultAndDownstreamStillUpdates) {
-  TStage* a = Make("A", nullptr);
-  a->SetUsesInputs(false);
-  TStage* b = Make("B", a);
-  TStage* c = Make("C", b);
+  auto [a, b, c] = Line();
   b->Data().SetVal(7);
   b->SetActive(false);
   EXPECT_TRUE(c->Pull());
-  EXPECT_EQ(log, (std::vector<std::string>{"C"}));
+  EXPECT_EQ(log, (Log{"C"}));
   EXPECT_EQ(b->Data().Values(0), 7);
   // A Pull on the inactive stage itself returns true and fires nothing.
   int events = 0;
@@ -103,47 +101,34 @@ TEST_F(Chain, InactiveStageKeepsResultAndDownstreamStillUpdates) {
 }
 
 TEST_F(Chain, NonContinuousStageIsMarkedButDoesNotPull) {
-  TStage* a = Make("A", nullptr);
-  a->SetUsesInputs(false);
-  TStage* b = Make("B", a);
-  TStage* c = Make("C", b);
+  auto [a, b, c] = Line();
   b->SetContinuous(false);
   a->SetDirty(false);
   b->SetDirty(false);
   EXPECT_TRUE(c->Pull());
-  EXPECT_EQ(log, (std::vector<std::string>{"B", "C"}));
+  EXPECT_EQ(log, (Log{"B", "C"}));
   EXPECT_FALSE(a->Dirty());
 }
 
 TEST_F(Chain, FalseFromASourceStopsTheChain) {
-  TStage* a = Make("A", nullptr);
-  a->SetUsesInputs(false);
-  TStage* b = Make("B", a);
-  TStage* c = Make("C", b);
+  auto [a, b, c] = Line();
   a->result = false;
   EXPECT_FALSE(c->Pull());
   // A updated (and reported nothing); B and C were not updated.
-  EXPECT_EQ(log, (std::vector<std::string>{"A"}));
+  EXPECT_EQ(log, (Log{"A"}));
   EXPECT_TRUE(b->Dirty());
   // B stayed dirty, so the next pull's MakeDirty stops at B and A is not pulled: B and C
   // update from A's old result; the pull after that reaches A again, which ends PullUntilEnd.
   log.clear();
   EXPECT_FALSE(c->PullUntilEnd());
-  EXPECT_EQ(log, (std::vector<std::string>{"B", "C", "A"}));
+  EXPECT_EQ(log, (Log{"B", "C", "A"}));
 }
 
 TEST_F(Chain, MultiChannelPullsEveryInputEvenAfterAFailure) {
-  TStage* a = Make("A", nullptr);
-  a->SetUsesInputs(false);
+  TStage* a = Source("A");
   a->result = false;
-  TStage* b = Make("B", nullptr);
-  b->SetUsesInputs(false);
-  TStage* d = Make("D", nullptr);
-  d->SetMultiChannel(true);
-  d->Inputs()->Add()->SetInput(a);
-  d->Inputs()->Add()->SetInput(b);
-  EXPECT_FALSE(d->Pull());
-  EXPECT_EQ(log, (std::vector<std::string>{"A", "B"}));
+  EXPECT_FALSE(Multi("D", {a, Source("B")})->Pull());
+  EXPECT_EQ(log, (Log{"A", "B"}));
 }
 
 TEST_F(Chain, MakeDirtyEndsOnLoops) {
@@ -162,13 +147,13 @@ TEST_F(Chain, ExceptionPrefixesNameOncePerUpdate) {
   TStage* b = Make("B", a);
   TStage* c = Make("C", b);
   // Only Update prefixes: A's missing input reaches the caller of C.Pull with A's name only.
-  EXPECT_EQ(MessageOf([&] { c->Pull(); }), "A: Input = nil!");
-  EXPECT_EQ(MessageOf([&] { a->Update(); }), "A: Input = nil!");
+  EXPECT_EQ(Thrown([&] { c->Pull(); }), "A: Input = nil!");
+  EXPECT_EQ(Thrown([&] { a->Update(); }), "A: Input = nil!");
   EXPECT_TRUE(c->Dirty());
   EXPECT_TRUE(log.empty());
   // An OnAfterUpdate handler of B that updates A: the failure passes through A's and B's Update.
   b->SetOnAfterUpdate([&](TObject*) { a->Update(); });
-  EXPECT_EQ(MessageOf([&] { b->Update(); }), "B: A: Input = nil!");
+  EXPECT_EQ(Thrown([&] { b->Update(); }), "B: A: Input = nil!");
   EXPECT_TRUE(b->Dirty());
   // The exception leaves B without OnNotifyUpdate having run.
   int notified = 0;
@@ -179,7 +164,7 @@ TEST_F(Chain, ExceptionPrefixesNameOncePerUpdate) {
 
 TEST_F(Chain, MissingInputMessages) {
   TStage* s = Make("SignalRead1", nullptr);
-  EXPECT_EQ(MessageOf([&] { s->Update(); }), "SignalRead1: Input = nil!");
+  EXPECT_EQ(Thrown([&] { s->Update(); }), "SignalRead1: Input = nil!");
   s->SetUsesInputs(false);
   EXPECT_TRUE(s->Update());
   s->result = false;
@@ -193,26 +178,25 @@ TEST_F(Chain, MissingInputMessages) {
   s->Inputs()->Add()->SetInput(a);
   s->Inputs()->Add();
   s->Inputs()->Add();
-  EXPECT_EQ(MessageOf([&] { s->Update(); }), "SignalRead1: Inputs[2] = nil!");
+  EXPECT_EQ(Thrown([&] { s->Update(); }), "SignalRead1: Inputs[2] = nil!");
 }
 
 TEST_F(Chain, EventsFireInOrderAndNotifyRespectsSuspension) {
-  TStage* a = Make("A", nullptr);
-  a->SetUsesInputs(false);
+  TStage* a = Source("A");
   a->SetOnBeforeUpdate([&](TObject* s) { log.push_back("before:" + static_cast<TComponent*>(s)->Name()); });
   a->SetOnAfterUpdate([&](TObject*) { log.push_back("after"); });
   a->SetOnDisplayUpdate([&](TObject*) { log.push_back("display"); });
   a->SetOnNotifyUpdate([&](TObject*) { log.push_back("notify"); });
   a->Update();
-  EXPECT_EQ(log, (std::vector<std::string>{"before:A", "A", "after", "notify"}));
+  EXPECT_EQ(log, (Log{"before:A", "A", "after", "notify"}));
   log.clear();
   a->SetEditorActive(true);
   a->SetSuspendNotifyUpdate(true);
   a->Update();
-  EXPECT_EQ(log, (std::vector<std::string>{"before:A", "A", "after", "display"}));
+  EXPECT_EQ(log, (Log{"before:A", "A", "after", "display"}));
   log.clear();
   a->UpdateNotify();
-  EXPECT_EQ(log, (std::vector<std::string>{"notify"}));
+  EXPECT_EQ(log, (Log{"notify"}));
 }
 
 TEST_F(Chain, ParamUpdatePassesTheSender) {
@@ -230,20 +214,16 @@ TEST_F(Chain, DestroyingAnInputClearsInputAndItems) {
   TStage* a = Make("A", nullptr);
   TStage* other = Make("O", nullptr);
   TStage* b = Make("B", a);
-  TStage* d = Make("D", nullptr);
-  d->SetMultiChannel(true);
-  d->Inputs()->Add()->SetInput(a);
-  d->Inputs()->Add()->SetInput(other);
-  d->Inputs()->Add()->SetInput(a);
+  TStage* d = Multi("D", {a, other, a});
   // An unowned consumer learns of it through FreeNotification alone.
   TStage lone(nullptr, nullptr);
   lone.SetInput(a);
   delete a;
   EXPECT_EQ(b->Input(), nullptr);
   EXPECT_EQ(lone.Input(), nullptr);
-  EXPECT_EQ(d->Inputs()->Items(0)->Input(), nullptr);
-  EXPECT_EQ(d->Inputs()->Items(1)->Input(), other);
-  EXPECT_EQ(d->Inputs()->Items(2)->Input(), nullptr);
+  std::vector<TSignal*> items;
+  for (int i = 0; i < 3; ++i) items.push_back(d->Inputs()->Items(i)->Input());
+  EXPECT_EQ(items, (std::vector<TSignal*>{nullptr, other, nullptr}));
 }
 
 TEST_F(Chain, BlockAssignFreezesWiring) {
@@ -269,7 +249,7 @@ TEST_F(Chain, MultiChannelOwnsInputsAndAssignChecksIt) {
   EXPECT_EQ(b->Input(), a);  // left as it was
   b->Inputs()->Add()->SetInput(a);
   TStage* c = Make("C", nullptr);
-  EXPECT_EQ(MessageOf([&] { c->Assign(b); }), "MultiChannel <> TAnalysis(Source).MultiChannel!");
+  EXPECT_EQ(Thrown([&] { c->Assign(b); }), "MultiChannel <> TAnalysis(Source).MultiChannel!");
   c->SetMultiChannel(true);
   c->SetInputs(b->Inputs());
   ASSERT_EQ(c->Inputs()->Count(), 1);
@@ -279,16 +259,6 @@ TEST_F(Chain, MultiChannelOwnsInputsAndAssignChecksIt) {
   EXPECT_FALSE(c->Active());
   b->SetMultiChannel(false);
   EXPECT_EQ(b->Inputs(), nullptr);
-}
-
-TEST(AnalysisProperties, PublishedWithDefaults) {
-  TAnalysis a(nullptr);
-  for (const char* name : {"Active", "Continuous"}) {
-    const TPropInfo* p = a.Properties().Find(name);
-    ASSERT_TRUE(p && p->Default) << name;
-    EXPECT_TRUE(std::get<bool>(*p->Default)) << name;
-  }
-  EXPECT_EQ(a.Properties().Find("Input"), nullptr);  // descendants publish the wiring
 }
 
 }  // namespace

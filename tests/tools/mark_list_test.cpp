@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <vector>
 
 #include "sigflow/tools/MarkList.h"
+#include "support/thrown.h"
 
 using namespace sigflow;
 
@@ -77,16 +79,13 @@ TEST(MarkListStream, ImpossibleCountsRaiseAndLeaveTheListAlone) {
   list.Add({7, 7, 7, 7});
   for (double count : {2147483648.0, -1.0, 3.0}) {
     auto s = StreamOf(Image({0, 0, 0, count, 1}));  // 40 bytes: at most one record
-    EXPECT_THROW(list.LoadFromStream(s), EReadError) << count;
+    const std::string message = test::Thrown<EReadError>([&] { list.LoadFromStream(s); });
+    EXPECT_NE(message, "<no exception>") << count;
+    if (count > 3) {
+      EXPECT_EQ(message, "Mark list count 2147483648 does not fit the 8 bytes left in the stream");
+    }
     ASSERT_EQ(list.Count(), 1);
     EXPECT_EQ(list.Values(0).Freq, 7);
-  }
-  auto s = StreamOf(Image({0, 0, 0, 2147483648.0, 1}));
-  try {
-    list.LoadFromStream(s);
-    FAIL() << "a count of 2^31 in a 40-byte stream was accepted";
-  } catch (const EReadError& e) {
-    EXPECT_EQ(e.Message(), "Mark list count 2147483648 does not fit the 8 bytes left in the stream");
   }
 }
 
@@ -95,21 +94,22 @@ TEST(MarkListSort, EachFieldAscendingAndStable) {
   list.Add({3, 10, 0.5, 2});
   list.Add({1, 30, 0.1, 1});
   list.Add({2, 20, 0.5, 3});
-  EXPECT_EQ(list.SortType(), srtFreq);
+  // The frequencies in list order identify the records.
+  const auto order = [&] {
+    std::vector<double> f;
+    for (int i = 0; i < list.Count(); ++i) f.push_back(list.Values(i).Freq);
+    return f;
+  };
   list.SetSortType(srtAmplt);
-  EXPECT_EQ(list.Values(0).Freq, 3);  // setting the type does not sort
+  EXPECT_EQ(order(), (std::vector<double>{3, 1, 2}));  // setting the type does not sort
   list.Sort();
-  EXPECT_EQ(list.Values(0).Amplt, 10);
-  EXPECT_EQ(list.Values(2).Amplt, 30);
-  list.SortPhase();  // 0.1, then the two 0.5 in their present order (amplitude 10, 20)
-  EXPECT_EQ(list.Values(0).Phase, 0.1);
-  EXPECT_EQ(list.Values(1).Amplt, 10);
-  EXPECT_EQ(list.Values(2).Amplt, 20);
+  EXPECT_EQ(order(), (std::vector<double>{3, 2, 1}));
+  list.SortPhase();  // 0.1, then the two 0.5 in their present order
+  EXPECT_EQ(order(), (std::vector<double>{1, 3, 2}));
   list.SortTime();
-  EXPECT_EQ(list.Values(0).Time, 1);
-  EXPECT_EQ(list.Values(2).Time, 3);
+  EXPECT_EQ(order(), (std::vector<double>{1, 3, 2}));
   list.SortFreq();
-  EXPECT_EQ(list.Values(1).Freq, 2);
+  EXPECT_EQ(order(), (std::vector<double>{1, 2, 3}));
   list.Delete(1);
   EXPECT_EQ(list.Count(), 2);
   EXPECT_THROW(list.Delete(5), Exception);

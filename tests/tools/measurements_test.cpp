@@ -7,6 +7,7 @@
 
 #include "sigflow/Numeric.h"
 #include "sigflow/SignalTools.h"
+#include "support/thrown.h"
 
 namespace sigflow {
 namespace {
@@ -18,7 +19,6 @@ TEST(SpectrumTHD, FromMarks) {
   s.Marks().Add({3000, 0.005, 0, 0});
   s.Marks().Add({2000, 0.01, 0, 0});
   s.Marks().Add({1000, 1.0, 0, 0});
-  EXPECT_NEAR(s.THD(), 1.118, 0.001);
   EXPECT_NEAR(s.THD(), 100 * std::sqrt(0.01 * 0.01 + 0.005 * 0.005), 1e-13);
   EXPECT_EQ(s.Marks().Values(0).Freq, 1000);
   // Harmonics counts the fundamental: 2 keeps only the second harmonic.
@@ -32,11 +32,7 @@ TEST(SpectrumTHD, FromMarks) {
 TEST(SpectrumTHD, ToneFiguresNeedAMark) {
   TSpectrum s(nullptr);
   EXPECT_THROW(s.SNR(), Exception);
-  try {
-    s.THDN();
-  } catch (const Exception& e) {
-    EXPECT_EQ(e.Message(), "Marks.Count = 0");
-  }
+  EXPECT_EQ(test::Thrown([&] { s.THDN(); }), "Marks.Count = 0");
 }
 
 // A sine of amplitude A at f0 plus white Gaussian noise of deviation sigma, Hann-windowed,

@@ -5,8 +5,10 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <numbers>
+#include <tuple>
 
 #include "sigflow/Core.h"
 #include "sigflow/SignalTools.h"
@@ -24,43 +26,50 @@ void ExpectTiming(const TSignal& s, double T, double fs, double dt, double hz, d
   EXPECT_NEAR(s.BandWidth(), bw, kTol * std::max(1.0, bw));
 }
 
-TEST(SignalTiming, NewSignal) {
+TEST(SignalTiming, DerivedQuantitiesFollowTheLastSetter) {
+  // Length keeps the rate, channel count keeps Dt, complex halves HzRes and doubles the band,
+  // BlockAssign freezes the shape.
+  struct Case {
+    const char* name;
+    std::function<void(TSignal&)> set;
+    double T, fs, dt, hz, bw;
+  };
+  const Case cases[] = {
+      {"new", [](TSignal&) {}, 128, 1, 1, 1.0 / 128, 0.5},
+      {"length", [](TSignal& s) { s.SetSamplingFrequency(1000), s.SetLength(256); }, 0.256, 1000, 0.001, 1 / 0.256, 500},
+      {"channels", [](TSignal& s) { s.SetChannelCount(2); }, 64, 1, 1, 1.0 / 64, 0.5},
+      {"complex", [](TSignal& s) { s.SetComplex(true), s.SetSamplingTime(0.5); }, 0.5, 256, 0.5 / 128, 1.0, 256},
+      {"real", [](TSignal& s) { s.SetSamplingTime(0.5); }, 0.5, 256, 0.5 / 128, 2.0, 128},
+      {"dt", [](TSignal& s) { s.SetDt(0.25); }, 32, 4, 0.25, 1.0 / 32, 2},
+      {"hzres", [](TSignal& s) { s.SetDt(0.25), s.SetHzRes(0.5); }, 2, 64, 2.0 / 128, 0.5, 32},
+      {"complex hzres", [](TSignal& s) { s.SetDt(0.25), s.SetHzRes(0.5), s.SetComplex(true), s.SetHzRes(0.5); }, 1, 128, 1.0 / 128, 0.5, 128},
+      {"block assign",
+       [](TSignal& s) {
+         s.SetBlockAssign(true), s.SetLength(10), s.SetComplex(true), s.SetSamplingFrequency(50);
+         s.SetChannelCount(3), s.SetSamplingTime(2);
+       },
+       128, 1, 1, 1.0 / 128, 0.5},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    TSignal s(nullptr);
+    c.set(s);
+    ExpectTiming(s, c.T, c.fs, c.dt, c.hz, c.bw);
+  }
   TSignal s(nullptr);
-  EXPECT_EQ(s.Length(), 128);
   EXPECT_EQ(s.Data().Length(), 128);
-  EXPECT_EQ(s.ChannelCount(), 1);
-  EXPECT_FALSE(s.Complex());
-  ExpectTiming(s, 128, 1, 1, 0.0078125, 0.5);
   EXPECT_EQ(s.Marks().SortType(), srtTime);
   EXPECT_EQ(s.EndTime(), 128);
-}
-
-TEST(SignalTiming, LengthKeepsSamplingFrequency) {
-  TSignal s(nullptr);
   s.SetSamplingFrequency(1000);
-  s.SetLength(256);
-  ExpectTiming(s, 0.256, 1000, 0.001, 1 / 0.256, 500);
-  // A length change made by an operation on Data follows the same rule.
-  s.Data().SetLength(512);
+  s.Data().SetLength(512);  // a length change made by an operation on Data
   EXPECT_EQ(s.Length(), 512);
   EXPECT_NEAR(s.SamplingTime(), 0.512, kTol);
   EXPECT_EQ(s.SamplingFrequency(), 1000);
-}
-
-TEST(SignalTiming, ChannelCountKeepsDt) {
-  TSignal s(nullptr);
-  s.SetChannelCount(2);
-  ExpectTiming(s, 64, 1, 1, 1.0 / 64, 0.5);
-}
-
-TEST(SignalTiming, ComplexHalvesHzResAndDoublesBandwidth) {
-  TSignal s(nullptr);
+  s.SetBlockAssign(true);
   s.SetComplex(true);
-  s.SetSamplingTime(0.5);
-  ExpectTiming(s, 0.5, 256, 0.5 / 128, 1.0, 256);
-  TSignal r(nullptr);
-  r.SetSamplingTime(0.5);
-  ExpectTiming(r, 0.5, 256, 0.5 / 128, 2.0, 128);
+  s.SetChannelCount(3);
+  EXPECT_FALSE(s.Complex());
+  EXPECT_EQ(s.ChannelCount(), 1);
 }
 
 TEST(SignalTiming, EmptySignal) {
@@ -73,21 +82,13 @@ TEST(SignalTiming, EmptySignal) {
   EXPECT_NEAR(s.HzRes(), 1 / 0.128, kTol);
   EXPECT_EQ(s.BandWidth(), 500);
   s.SetHzRes(10);
-  EXPECT_EQ(s.BandWidth(), 0);
-  EXPECT_EQ(s.SamplingTime(), 0);
-  EXPECT_EQ(s.Dt(), 0);
-  EXPECT_EQ(s.HzRes(), 0);
+  EXPECT_EQ(std::tuple(s.BandWidth(), s.SamplingTime(), s.Dt(), s.HzRes()), std::tuple(0.0, 0.0, 0.0, 0.0));
 }
 
-TEST(SignalTiming, DtHzResAndNonPositiveValues) {
+TEST(SignalTiming, NonPositiveDurationsAndRates) {
   TSignal s(nullptr);
-  s.SetDt(0.25);
-  ExpectTiming(s, 32, 4, 0.25, 1.0 / 32, 2);
-  s.SetHzRes(0.5);
-  ExpectTiming(s, 2, 64, 2.0 / 128, 0.5, 32);
   s.SetComplex(true);
   s.SetHzRes(0.5);
-  ExpectTiming(s, 1, 128, 1.0 / 128, 0.5, 128);
   // Non-positive durations store the value and change nothing else.
   s.SetSamplingTime(-1);
   EXPECT_EQ(s.SamplingTime(), -1);
@@ -113,20 +114,6 @@ TEST(SignalTiming, BandEdges) {
   EXPECT_NEAR(s.EndTime(), 2.128, kTol);
 }
 
-TEST(SignalTiming, BlockAssignFreezesShape) {
-  TSignal s(nullptr);
-  s.SetBlockAssign(true);
-  s.SetLength(10);
-  s.SetComplex(true);
-  s.SetSamplingFrequency(50);
-  s.SetChannelCount(3);
-  s.SetSamplingTime(2);
-  EXPECT_EQ(s.Length(), 128);
-  EXPECT_FALSE(s.Complex());
-  EXPECT_EQ(s.ChannelCount(), 1);
-  ExpectTiming(s, 128, 1, 1, 0.0078125, 0.5);
-}
-
 TEST(SignalShape, SizeAssignAndAdoption) {
   TSignal src(nullptr);
   src.SetComplex(true);
@@ -135,10 +122,7 @@ TEST(SignalShape, SizeAssignAndAdoption) {
   for (int i = 0; i < 16; ++i) src.SetCValues(i, TCplx(i, -i));
   TSignal dst(nullptr);
   dst.Size(src);
-  EXPECT_TRUE(dst.Complex());
-  EXPECT_EQ(dst.Length(), 16);
-  EXPECT_EQ(dst.SamplingFrequency(), 8000);
-  EXPECT_EQ(dst.CValues(3), TCplx(0, 0));
+  EXPECT_EQ(std::tuple(dst.Complex(), dst.Length(), dst.SamplingFrequency(), dst.CValues(3)), std::tuple(true, 16, 8000.0, TCplx(0, 0)));
   dst.Assign(&src);
   EXPECT_EQ(dst.CValues(3), TCplx(3, -3));
   EXPECT_EQ(dst.Values(7), -3);  // raw storage: imaginary part of sample 3
@@ -153,11 +137,8 @@ TEST(SignalShape, SizeAssignAndAdoption) {
   stage.SetLength(10);
   stage.SetInput(&in);
   stage.Update();
-  EXPECT_EQ(stage.ChannelCount(), 2);
-  EXPECT_TRUE(stage.Complex());
-  EXPECT_EQ(stage.BandWidthL(), 10);
-  EXPECT_EQ(stage.SamplingFrequency(), 48000);
-  EXPECT_EQ(stage.Length(), 10);
+  EXPECT_EQ(std::tuple(stage.ChannelCount(), stage.Complex(), stage.BandWidthL(), stage.SamplingFrequency(), stage.Length()),
+            std::tuple(2, true, 10.0, 48000.0, 10));
   // Without UsesInputs nothing is adopted.
   TSignal free(nullptr);
   free.SetUsesInputs(false);

@@ -13,9 +13,28 @@ void Put(TStringStreamList& l, int i, const std::string& s) {
   l.SetStreams(i, m);
 }
 
+// Appends entries (name, content).
+void AddAll(TStringStreamList& l, std::initializer_list<std::pair<const char*, std::string>> entries) {
+  for (const auto& [name, content] : entries) {
+    l.Add(name);
+    if (!content.empty()) Put(l, l.Count() - 1, content);
+  }
+}
+
 std::string Content(const TStringStreamList& l, int i) {
   const Bytes b = StreamBytes(*l.Streams(i));
   return std::string(b.begin(), b.end());
+}
+
+using Strs = std::vector<std::string>;
+
+using Named = std::pair<std::string, Strs>;
+
+// Names and contents of every entry.
+Named Entries(const TStringStreamList& l) {
+  Strs c;
+  for (int i = 0; i < l.Count(); ++i) c.push_back(Content(l, i));
+  return {l.Text(), c};
 }
 
 TEST(StringStreamList, EveryEntryOwnsItsOwnStream) {
@@ -61,11 +80,7 @@ TEST(StringStreamList, ObjectsAreCopiedIntoTheEntryStreams) {
 
 TEST(StringStreamList, ImageIsLengthTextThenSizedBlocks) {
   TStringStreamList l;
-  l.Add("One");
-  l.Add("");
-  l.Add("Three");
-  Put(l, 0, "ab");
-  Put(l, 2, "c");
+  AddAll(l, {{"One", "ab"}, {"", ""}, {"Three", "c"}});
   TMemoryStream s;
   l.SaveToStream(s);
   const Bytes expected = TImage().I32(14).Str("One\r\n\r\nThree\r\n").I32(2).Str("ab").I32(0).I32(1).Str("c").b;
@@ -75,17 +90,13 @@ TEST(StringStreamList, ImageIsLengthTextThenSizedBlocks) {
   back.Add("old");
   s.SetPosition(0);
   back.LoadFromStream(s);
-  EXPECT_EQ(back.Text(), "One\r\n\r\nThree\r\n");
-  EXPECT_EQ(Content(back, 0), "ab");
-  EXPECT_EQ(back.Streams(1)->Size(), 0);
-  EXPECT_EQ(Content(back, 2), "c");
+  EXPECT_EQ(Entries(back), Named("One\r\n\r\nThree\r\n", Strs{"ab", "", "c"}));
   EXPECT_EQ(s.Position(), s.Size());
 }
 
 TEST(StringStreamList, LoadFiresOneChange) {
   TStringStreamList src;
-  src.Add("a");
-  src.Add("b");
+  AddAll(src, {{"a", ""}, {"b", ""}});
   TMemoryStream s;
   src.SaveToStream(s);
   TStringStreamList l;
@@ -103,42 +114,29 @@ TEST(StringStreamList, LoadFiresOneChange) {
 
 TEST(StringStreamList, AppendKeepsDuplicatesAndCopiesContents) {
   TStringStreamList a, b;
-  a.Add("x");
-  Put(a, 0, "1");
-  b.Add("x");
-  b.Add("y");
-  Put(b, 0, "22");
-  Put(b, 1, "333");
+  AddAll(a, {{"x", "1"}});
+  AddAll(b, {{"x", "22"}, {"y", "333"}});
   b.Streams(1)->SetPosition(3);
   a.AppendFromList(b);
-  EXPECT_EQ(a.Text(), "x\r\nx\r\ny\r\n");
-  EXPECT_EQ(Content(a, 1), "22");
-  EXPECT_EQ(Content(a, 2), "333");
+  EXPECT_EQ(Entries(a), Named("x\r\nx\r\ny\r\n", Strs{"1", "22", "333"}));
   EXPECT_NE(a.Streams(2), b.Streams(1));
-
   a.AppendFromList(a);
-  EXPECT_EQ(a.Count(), 6);
-  EXPECT_EQ(Content(a, 5), "333");
-
   TMemoryStream s;
   b.SaveToStream(s);
   s.SetPosition(0);
   a.AppendFromStream(s);
-  EXPECT_EQ(a.Count(), 8);
-  EXPECT_EQ(Content(a, 6), "22");
+  EXPECT_EQ(Entries(a).second, (Strs{"1", "22", "333", "1", "22", "333", "22", "333"}));
 }
 
 TEST(StringStreamList, AssignCopiesThroughTheImage) {
   TStringStreamList a, b;
-  a.Add("k");
-  Put(a, 0, "data");
+  AddAll(a, {{"k", "data"}});
   b.Add("gone");
   b.Assign(&a);
-  EXPECT_EQ(b.Text(), "k\r\n");
-  EXPECT_EQ(Content(b, 0), "data");
+  EXPECT_EQ(Entries(b), Named("k\r\n", Strs{"data"}));
   EXPECT_NE(b.Streams(0), a.Streams(0));
   b.Assign(&b);
-  EXPECT_EQ(Content(b, 0), "data");
+  EXPECT_EQ(Entries(b), Named("k\r\n", Strs{"data"}));
 }
 
 // A component holding a store, for the JSON tree.
@@ -170,11 +168,7 @@ TEST(StringStreamListTree, JsonRoundTripIsByteIdentical) {
   root.SetName("Form1");
   auto* holder = new TStoreHolder(&root);
   holder->SetName("Bands");
-  holder->Store()->Add("first");
-  holder->Store()->Add("second");
-  holder->Store()->Add("third");
-  Put(*holder->Store(), 0, std::string("\x00\xff\x10", 3));
-  Put(*holder->Store(), 2, "zz");
+  AddAll(*holder->Store(), {{"first", std::string("\x00\xff\x10", 3)}, {"second", ""}, {"third", "zz"}});
   const std::string text = SaveComponentTreeToString(root);
   EXPECT_NE(text.find("\"Strings\": \"first\\r\\nsecond\\r\\nthird\\r\\n\""), std::string::npos) << text;
 
@@ -183,10 +177,7 @@ TEST(StringStreamListTree, JsonRoundTripIsByteIdentical) {
   ASSERT_EQ(copy.ComponentCount(), 1);
   auto* loaded = dynamic_cast<TStoreHolder*>(copy.Components(0));
   ASSERT_NE(loaded, nullptr);
-  EXPECT_EQ(loaded->Store()->Text(), "first\r\nsecond\r\nthird\r\n");
-  EXPECT_EQ(Content(*loaded->Store(), 0), std::string("\x00\xff\x10", 3));
-  EXPECT_EQ(loaded->Store()->Streams(1)->Size(), 0);
-  EXPECT_EQ(Content(*loaded->Store(), 2), "zz");
+  EXPECT_EQ(Entries(*loaded->Store()), Named("first\r\nsecond\r\nthird\r\n", Strs{std::string("\x00\xff\x10", 3), "", "zz"}));
   EXPECT_EQ(SaveComponentTreeToString(copy), text);
 
   // An empty store is written too and empties a loaded one.
@@ -271,8 +262,7 @@ TEST(StringStreamListTree, TemplateSelectionSurvivesTheTree) {
 
 TEST(StringStreamListTree, TruncatedBinaryDataFails) {
   TStoreHolder root(nullptr);
-  root.Store()->Add("a");
-  Put(*root.Store(), 0, "abcdef");
+  AddAll(*root.Store(), {{"a", "abcdef"}});
   std::string text = SaveComponentTreeToString(root);
   // Drop the tail of the block: 4-byte size 6 then only "ab" (base64 of 06 00 00 00 61 62).
   const auto at = text.find("\"StreamBinaryData\": \"");
