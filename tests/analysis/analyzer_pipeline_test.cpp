@@ -11,7 +11,7 @@
 #include "sigflow/numeric/AutoRegressive.h"
 #include "sigflow/numeric/Correlation.h"
 #include "sigflow/numeric/Windows.h"
-#include "support/thrown.h"
+#include "support/message.h"
 
 namespace sigflow {
 namespace {
@@ -155,7 +155,7 @@ TEST(AnalyzerMethod, TargetShorterThanInputIsRefusedAndLongerZeroPads) {
   AnalyzerRig r(Noise(64, 3), 64);
   r->Update();
   const TVec before = r->Amplt();
-  EXPECT_EQ(Thrown([&] { r->ApplySpectrumMethod(63); }), "TargetLength < Input.Length");
+  EXPECT_EQ(MessageOf([&] { r->ApplySpectrumMethod(63); }), "TargetLength < Input.Length");
   for (int k = 0; k < before.Length(); ++k) EXPECT_EQ(r.Amplt(k), before.Values(k));
   TVec dest;
   r->ApplySpectrumMethod(100, &dest);

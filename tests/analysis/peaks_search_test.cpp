@@ -8,13 +8,13 @@
 #include "peak_host_fixture.h"
 #include "sigflow/analysis/SpectrumPeaksAnalyzer.h"
 #include "support/alloc_counter.h"
-#include "support/thrown.h"
+#include "support/message.h"
 
 namespace sigflow {
 namespace {
 
 using test::TTestPeakHost;
-using test::Thrown;
+using test::MessageOf;
 using V = std::vector<double>;
 
 // 512 bins of 1 Hz on a flat floor with peaks (bin, amplitude) on it.
@@ -193,7 +193,7 @@ TEST(PeaksSearch, FilterRemovesTheLobe) {
   host.SetAmplitudes(y, 1);
   p.Update();
   host.SpectrumType = 4;
-  EXPECT_EQ(Thrown([&] { p.Filter(0); }), "Not supported with current parameters!");
+  EXPECT_EQ(MessageOf([&] { p.Filter(0); }), "Not supported with current parameters!");
   EXPECT_EQ(host.Spec.Marks().Count(), 1);
   host.SpectrumType = 0;
   host.Spec.SetMainlobeWidth(0);
@@ -217,7 +217,7 @@ TEST(PeaksSearch, MarksAreReadOnlyAndConvertToDecibelsAsTheSpectrum) {
   TSpectrumPeaksAnalyzer p(nullptr, &host);
   p.SetLargestCount(3);
   EXPECT_EQ(&p.GetMarks(), &host.Spec.Marks());
-  EXPECT_EQ(Thrown([&] { p.SetMarks(TMarkList()); }), "Not supported!");
+  EXPECT_EQ(MessageOf([&] { p.SetMarks(TMarkList()); }), "Not supported!");
   for (bool absolute : {true, false}) {
     host.SetAmplitudes(Peaky({{20, 0.5}, {80, 2}, {140, 0.0105}}), 1);
     p.Update();

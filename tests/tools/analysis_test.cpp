@@ -8,7 +8,7 @@
 
 #include "sigflow/Core.h"
 #include "sigflow/SignalTools.h"
-#include "support/thrown.h"
+#include "support/message.h"
 
 namespace sigflow {
 namespace {
@@ -66,7 +66,7 @@ struct Chain : ::testing::Test {
 };
 
 using Log = std::vector<std::string>;
-using test::Thrown;
+using test::MessageOf;
 
 TEST_F(Chain, PullUpdatesSourcesFirstOncePerPull) {
   auto [a, b, c] = Line();
@@ -147,13 +147,13 @@ TEST_F(Chain, ExceptionPrefixesNameOncePerUpdate) {
   TStage* b = Make("B", a);
   TStage* c = Make("C", b);
   // Only Update prefixes: A's missing input reaches the caller of C.Pull with A's name only.
-  EXPECT_EQ(Thrown([&] { c->Pull(); }), "A: Input = nil!");
-  EXPECT_EQ(Thrown([&] { a->Update(); }), "A: Input = nil!");
+  EXPECT_EQ(MessageOf([&] { c->Pull(); }), "A: Input = nil!");
+  EXPECT_EQ(MessageOf([&] { a->Update(); }), "A: Input = nil!");
   EXPECT_TRUE(c->Dirty());
   EXPECT_TRUE(log.empty());
   // An OnAfterUpdate handler of B that updates A: the failure passes through A's and B's Update.
   b->SetOnAfterUpdate([&](TObject*) { a->Update(); });
-  EXPECT_EQ(Thrown([&] { b->Update(); }), "B: A: Input = nil!");
+  EXPECT_EQ(MessageOf([&] { b->Update(); }), "B: A: Input = nil!");
   EXPECT_TRUE(b->Dirty());
   // The exception leaves B without OnNotifyUpdate having run.
   int notified = 0;
@@ -164,7 +164,7 @@ TEST_F(Chain, ExceptionPrefixesNameOncePerUpdate) {
 
 TEST_F(Chain, MissingInputMessages) {
   TStage* s = Make("SignalRead1", nullptr);
-  EXPECT_EQ(Thrown([&] { s->Update(); }), "SignalRead1: Input = nil!");
+  EXPECT_EQ(MessageOf([&] { s->Update(); }), "SignalRead1: Input = nil!");
   s->SetUsesInputs(false);
   EXPECT_TRUE(s->Update());
   s->result = false;
@@ -178,7 +178,7 @@ TEST_F(Chain, MissingInputMessages) {
   s->Inputs()->Add()->SetInput(a);
   s->Inputs()->Add();
   s->Inputs()->Add();
-  EXPECT_EQ(Thrown([&] { s->Update(); }), "SignalRead1: Inputs[2] = nil!");
+  EXPECT_EQ(MessageOf([&] { s->Update(); }), "SignalRead1: Inputs[2] = nil!");
 }
 
 TEST_F(Chain, EventsFireInOrderAndNotifyRespectsSuspension) {
@@ -249,7 +249,7 @@ TEST_F(Chain, MultiChannelOwnsInputsAndAssignChecksIt) {
   EXPECT_EQ(b->Input(), a);  // left as it was
   b->Inputs()->Add()->SetInput(a);
   TStage* c = Make("C", nullptr);
-  EXPECT_EQ(Thrown([&] { c->Assign(b); }), "MultiChannel <> TAnalysis(Source).MultiChannel!");
+  EXPECT_EQ(MessageOf([&] { c->Assign(b); }), "MultiChannel <> TAnalysis(Source).MultiChannel!");
   c->SetMultiChannel(true);
   c->SetInputs(b->Inputs());
   ASSERT_EQ(c->Inputs()->Count(), 1);

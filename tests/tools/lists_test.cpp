@@ -6,12 +6,12 @@
 
 #include "sigflow/Core.h"
 #include "sigflow/SignalTools.h"
-#include "support/thrown.h"
+#include "support/message.h"
 
 namespace sigflow {
 namespace {
 
-using test::Thrown;
+using test::MessageOf;
 
 class TCounted : public TSignal {
 public:
@@ -61,7 +61,7 @@ TEST(AnalysisList, CountDeleteAndOwnership) {
   list.SetCount(2);  // AddItem of the base returns nil
   EXPECT_EQ(list.Count(), 2);
   EXPECT_EQ(list.Item(0), nullptr);
-  EXPECT_EQ(Thrown([&] { list.Delete(2); }), "Index >= AList.Count");
+  EXPECT_EQ(MessageOf([&] { list.Delete(2); }), "Index >= AList.Count");
   EXPECT_THROW(list.Delete(-1), EListError);
   list.SetCount(0);
   EXPECT_EQ(list.Count(), 0);
@@ -174,12 +174,12 @@ TEST(SignalCollection, ConsumerGoneInputStopsNotifying) {
 }
 
 TEST(SignalCollection, ItemsNeedTheirCollection) {
-  EXPECT_EQ(Thrown([] { TSignalItem item(nullptr); }), "Collection = nil!");
+  EXPECT_EQ(MessageOf([] { TSignalItem item(nullptr); }), "Collection = nil!");
   TComponent owner(nullptr);
   TSpectrumCollection other(&owner);
-  EXPECT_EQ(Thrown([&] { TSignalItem item(&other); }), "Collection = nil!");
+  EXPECT_EQ(MessageOf([&] { TSignalItem item(&other); }), "Collection = nil!");
   TSignalCollection mine(&owner);
-  EXPECT_EQ(Thrown([&] { TSpectrumItem item(&mine); }), "Collection = nil!");
+  EXPECT_EQ(MessageOf([&] { TSpectrumItem item(&mine); }), "Collection = nil!");
   TSignalItem* it = mine.Add();
   TSignal dummy(nullptr);
   EXPECT_THROW(it->Assign(&dummy), EConvertError);

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "sigflow/tools/MarkList.h"
-#include "support/thrown.h"
+#include "support/message.h"
 
 using namespace sigflow;
 
@@ -79,7 +79,7 @@ TEST(MarkListStream, ImpossibleCountsRaiseAndLeaveTheListAlone) {
   list.Add({7, 7, 7, 7});
   for (double count : {2147483648.0, -1.0, 3.0}) {
     auto s = StreamOf(Image({0, 0, 0, count, 1}));  // 40 bytes: at most one record
-    const std::string message = test::Thrown<EReadError>([&] { list.LoadFromStream(s); });
+    const std::string message = test::MessageOf<EReadError>([&] { list.LoadFromStream(s); });
     EXPECT_NE(message, "<no exception>") << count;
     if (count > 3) {
       EXPECT_EQ(message, "Mark list count 2147483648 does not fit the 8 bytes left in the stream");

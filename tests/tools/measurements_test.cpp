@@ -7,7 +7,7 @@
 
 #include "sigflow/Numeric.h"
 #include "sigflow/SignalTools.h"
-#include "support/thrown.h"
+#include "support/message.h"
 
 namespace sigflow {
 namespace {
@@ -32,7 +32,7 @@ TEST(SpectrumTHD, FromMarks) {
 TEST(SpectrumTHD, ToneFiguresNeedAMark) {
   TSpectrum s(nullptr);
   EXPECT_THROW(s.SNR(), Exception);
-  EXPECT_EQ(test::Thrown([&] { s.THDN(); }), "Marks.Count = 0");
+  EXPECT_EQ(test::MessageOf([&] { s.THDN(); }), "Marks.Count = 0");
 }
 
 // A sine of amplitude A at f0 plus white Gaussian noise of deviation sigma, Hann-windowed,

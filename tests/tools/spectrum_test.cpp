@@ -11,14 +11,14 @@
 
 #include "sigflow/Core.h"
 #include "sigflow/SignalTools.h"
-#include "support/thrown.h"
+#include "support/message.h"
 
 namespace sigflow {
 namespace {
 
 constexpr double kTol = 1e-15;
 using std::numbers::pi;
-using test::Thrown;
+using test::MessageOf;
 
 TEST(SpectrumAxis, NewAndComplexSpectrum) {
   TSpectrum s(nullptr);
@@ -219,9 +219,9 @@ TEST(SpectrumPeaks, ApproximateAndEstimates) {
   EXPECT_EQ(s.AmpltEst(10), s.Amplt().Values(10));
   EXPECT_EQ(s.PhaseEst(10.6), s.Phase().Values(10));  // the phase of the fitted bin
   EXPECT_EQ(s.PhaseEst(11.4), s.Phase().Values(10));
-  EXPECT_EQ(Thrown([&] { s.FilterPeak(0); }), "Peak filter method not supported!");
-  EXPECT_EQ(Thrown([&] { s.ComputeGroupDelay(); }), "Not implemented!");
-  EXPECT_EQ(Thrown([&] { s.ComputePhaseDelay(); }), "Not implemented");
+  EXPECT_EQ(MessageOf([&] { s.FilterPeak(0); }), "Peak filter method not supported!");
+  EXPECT_EQ(MessageOf([&] { s.ComputeGroupDelay(); }), "Not implemented!");
+  EXPECT_EQ(MessageOf([&] { s.ComputePhaseDelay(); }), "Not implemented");
 }
 
 TEST(SpectrumText, ValuesAndMarks) {
@@ -261,7 +261,7 @@ TEST(SpectrumCopy, RangeOfBins) {
   EXPECT_NEAR(d.BandWidthL(), 10, kTol);
   ASSERT_EQ(d.Marks().Count(), 1);
   EXPECT_EQ(d.Marks().Values(0).Freq, 12);
-  EXPECT_EQ(Thrown([&] { CopySpectrum(s, d, 30, 3); }), "CopySpectrum: range outside the spectrum");
+  EXPECT_EQ(MessageOf([&] { CopySpectrum(s, d, 30, 3); }), "CopySpectrum: range outside the spectrum");
 }
 
 std::uint64_t Bits(double x) { return std::bit_cast<std::uint64_t>(x); }

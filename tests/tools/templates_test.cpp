@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <tuple>
 
-#include "support/thrown.h"
+#include "support/message.h"
 #include "template_support.h"
 
 namespace sigflow::test {
@@ -85,7 +85,7 @@ TEST(StreamTemplatesFormat, TagMismatchNamesBothAndKeepsStore) {
   Manager m;
   m.t.AddTemplate("A");
   m.work.Append(5);  // unsaved edit: saved back by the load's first step
-  EXPECT_EQ(Thrown<EReadError>([&] { m.Load(TImage().Short("TOtherHost").I32(-1).I32(0).b); }),
+  EXPECT_EQ(MessageOf<EReadError>([&] { m.Load(TImage().Short("TOtherHost").I32(-1).I32(0).b); }),
             "Data format type missmatch: TOtherHost <> TStreamTemplates");
   ASSERT_EQ(m.t.Templates()->Count(), 1);
   EXPECT_EQ(m.Entry(0), TImage().List({5}).b);
@@ -110,7 +110,7 @@ TEST(StreamTemplatesFormat, OversizedLengthsFailBeforeAllocating) {
     Bytes image = head;
     image.insert(image.end(), c.tail.begin(), c.tail.end());
     Manager m;
-    EXPECT_EQ(Thrown<EReadError>([&] { m.Load(image); }), c.message);
+    EXPECT_EQ(MessageOf<EReadError>([&] { m.Load(image); }), c.message);
     EXPECT_EQ(m.t.TemplateIndex(), -1);
   }
 }
@@ -271,13 +271,13 @@ TEST(StreamTemplatesAssign, OtherIndexSelectsFromNewStore) {
   EXPECT_EQ(b.Save(), ThreeTemplateImage());
 
   TStringList foreign;
-  EXPECT_EQ(Thrown<EConvertError>([&] { b.t.Assign(&foreign); }), "Cannot assign a TStringList to a TStreamTemplates");
+  EXPECT_EQ(MessageOf<EConvertError>([&] { b.t.Assign(&foreign); }), "Cannot assign a TStringList to a TStreamTemplates");
 }
 
 TEST(StreamTemplatesProperties, PublishedAndTemplatesNotWritable) {
   Manager m;
   m.Load(ThreeTemplateImage());
-  EXPECT_EQ(Thrown([&] { m.t.SetTemplates(nullptr); }), "Operation not supported!");
+  EXPECT_EQ(MessageOf([&] { m.t.SetTemplates(nullptr); }), "Operation not supported!");
   EXPECT_EQ(std::get<std::int64_t>(GetPropValue(m.t, "TemplateIndex")), 1);
   SetPropValue(m.t, "TemplateName", std::string("Low"));
   EXPECT_EQ(m.t.TemplateIndex(), 0);
