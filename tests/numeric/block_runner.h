@@ -20,20 +20,14 @@
 
 namespace sigflow::test {
 
-inline double Magnitude(double v) { return std::abs(v); }
-inline double Magnitude(std::complex<double> v) { return std::abs(v); }
-inline bool IsNan(double v) { return std::isnan(v); }
-inline bool IsNan(std::complex<double> v) { return std::isnan(v.real()) && std::isnan(v.imag()); }
+// Output buffers start as NaN (complex: real part NaN) so unwritten values show.
 template <class T>
-T Nan();
-template <>
-inline double Nan<double>() {
-  return std::numeric_limits<double>::quiet_NaN();
+T Nan() {
+  return T(std::numeric_limits<double>::quiet_NaN());
 }
-template <>
-inline std::complex<double> Nan<std::complex<double>>() {
-  const double n = std::numeric_limits<double>::quiet_NaN();
-  return {n, n};
+template <class T>
+bool IsNan(T v) {
+  return std::isnan(std::real(v));
 }
 
 // Reference arrays as typed vectors (complex ones are stored interleaved).
@@ -53,11 +47,11 @@ template <class T>
   if (got.size() != want.size())
     return ::testing::AssertionFailure() << "length " << got.size() << ", expected " << want.size();
   double scale = 1.0;
-  for (const T& w : want) scale = std::max(scale, Magnitude(w));
+  for (const T& w : want) scale = std::max(scale, std::abs(w));
   double worst = -1.0;
   std::size_t at = 0;
   for (std::size_t i = 0; i < got.size(); ++i) {
-    const double e = Magnitude(got[i] - want[i]);
+    const double e = std::abs(got[i] - want[i]);
     if (!(e <= worst)) {  // NaN counts as worst
       worst = e;
       at = i;
@@ -167,6 +161,17 @@ private:
 template <class State, class In, class Out, class Process, class Count>
 BlockRunner<State, In, Out, Process, Count> MakeRunner(Process p, Count c) {
   return BlockRunner<State, In, Out, Process, Count>(p, c);
+}
+
+// A kernel that writes one output per input: filter(state, in, out).
+template <class State, class T, class Filter>
+auto SameLengthRunner(Filter filter) {
+  return MakeRunner<State, T, T>(
+      [filter](State& s, std::span<const T> in, std::span<T> out) {
+        filter(s, in, out);
+        return in.size();
+      },
+      [](const State&, std::size_t n) { return n; });
 }
 
 }  // namespace sigflow::test

@@ -9,20 +9,15 @@
 #include "estimator_check.h"
 #include "sigflow/core/Exceptions.h"
 #include "sigflow/numeric/Cepstrum.h"
-#include "sigflow/numeric/Random.h"
 #include "sigflow/numeric/Vec.h"
 #include "support/alloc_counter.h"
+#include "support/exception_text.h"
 
 using namespace sigflow;
 using sigflow::test::CloseTo;
+using sigflow::test::Noise;
 
 namespace {
-
-std::vector<double> Noise(int n, std::uint64_t seed) {
-  TVec v(n);
-  RandGauss(v, 0.0, 1.0, seed);
-  return {v.Data(), v.Data() + n};
-}
 
 std::vector<double> Echo(int n, int d, double g) {
   std::vector<double> x(std::size_t(n), 0.0);
@@ -117,17 +112,9 @@ TEST(CepstrumLaws, MagnitudeFloorKeepsZeroBinsFinite) {
 
 TEST(CepstrumErrors, SizeMismatchAndNoAllocationOnRepeatedCalls) {
   std::vector<double> a(8), b(7);
-  auto message = [](auto&& f) {
-    try {
-      f();
-    } catch (const Exception& e) {
-      return e.Message();
-    }
-    return std::string("no exception");
-  };
-  EXPECT_EQ(message([&] { RealCepstrum(a, b, 0); }), "RealCepstrum: output size differs from input size");
-  EXPECT_EQ(message([&] { ComplexCepstrum(a, b); }), "ComplexCepstrum: output size differs from input size");
-  EXPECT_EQ(message([&] { InverseComplexCepstrum(a, {}, b); }),
+  EXPECT_EQ(sigflow::test::MessageOf([&] { RealCepstrum(a, b, 0); }), "RealCepstrum: output size differs from input size");
+  EXPECT_EQ(sigflow::test::MessageOf([&] { ComplexCepstrum(a, b); }), "ComplexCepstrum: output size differs from input size");
+  EXPECT_EQ(sigflow::test::MessageOf([&] { InverseComplexCepstrum(a, {}, b); }),
             "InverseComplexCepstrum: output size differs from input size");
   auto x = Noise(2048, 2);
   std::vector<double> c(x.size());

@@ -1,14 +1,28 @@
 #pragma once
-// Comparison of estimator results with oracle arrays (complex arrays interleaved re, im).
+// Comparison of results with oracle arrays (complex arrays interleaved re, im), and seeded
+// Gaussian test frames.
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <complex>
+#include <cstdint>
 #include <span>
 #include <vector>
 
+#include "sigflow/numeric/Random.h"
+#include "sigflow/numeric/Vec.h"
+
 namespace sigflow::test {
+
+// n samples of unit Gaussian noise from the library's seeded generator.
+template <class T = double>
+std::vector<T> Noise(int n, std::uint64_t seed) {
+  TVec v(n, std::is_same_v<T, TCplx>);
+  RandGauss(v, 0.0, 1.0, seed);
+  if constexpr (std::is_same_v<T, TCplx>) return {v.CData(), v.CData() + n};
+  else return {v.Data(), v.Data() + n};
+}
 
 inline std::vector<std::complex<double>> ToComplex(const std::vector<double>& v) {
   std::vector<std::complex<double>> c(v.size() / 2);
