@@ -20,25 +20,6 @@ using C = std::complex<double>;
 using sigflow::test::CloseTo;
 constexpr double kPi = std::numbers::pi;
 
-// xorshift64* with Box-Muller: a fixed, platform-independent Gaussian sequence.
-class TestNoise {
-public:
-  explicit TestNoise(std::uint64_t seed) : s_(seed) {}
-  double Uniform() {  // (0, 1]
-    s_ ^= s_ >> 12;
-    s_ ^= s_ << 25;
-    s_ ^= s_ >> 27;
-    return static_cast<double>(((s_ * 2685821657736338717ULL) >> 11) + 1) * 0x1.0p-53;
-  }
-  double Gauss() {
-    const double u1 = Uniform(), u2 = Uniform();
-    return std::sqrt(-2.0 * std::log(u1)) * std::cos(2.0 * kPi * u2);
-  }
-
-private:
-  std::uint64_t s_;
-};
-
 // Coefficients [1, a1, ..] of prod (1 - p z^-1).
 std::vector<C> FromPoles(const std::vector<C>& poles) {
   std::vector<C> a{1.0};
@@ -52,15 +33,10 @@ std::vector<C> FromPoles(const std::vector<C>& poles) {
 // Runs white noise of unit variance through 1 / A, dropping a settling prefix.
 template <class T>
 std::vector<T> ArProcess(const std::vector<T>& a, std::size_t n, std::uint64_t seed) {
-  TestNoise noise(seed);
   const std::size_t settle = 500;
-  std::vector<T> x(n + settle);
+  auto x = sigflow::test::Noise<T>(int(n + settle), seed);
   for (std::size_t i = 0; i < x.size(); ++i) {
-    T v;
-    if constexpr (std::is_same_v<T, double>)
-      v = noise.Gauss();
-    else
-      v = T(noise.Gauss(), noise.Gauss()) / std::sqrt(2.0);
+    T v = x[i] / std::sqrt(std::is_same_v<T, double> ? 1.0 : 2.0);
     for (std::size_t j = 1; j < a.size() && j <= i; ++j) v -= a[j] * x[i - j];
     x[i] = v;
   }
@@ -125,10 +101,9 @@ TEST(AutoRegressive, RecoversKnownComplexModel) {
 
 TEST(AutoRegressive, ResolvesTwoTonesThatThePeriodogramMerges) {
   // 0.200 and 0.215 cycles/sample are closer than the 1/64 resolution of 64 samples.
-  TestNoise noise(12345);
-  std::vector<double> x(64);
+  auto x = sigflow::test::Noise(64, 12345);
   for (std::size_t n = 0; n < x.size(); ++n)
-    x[n] = std::sin(2 * kPi * 0.2 * n) + std::sin(2 * kPi * 0.215 * n + 1) + 0.01 * noise.Gauss();
+    x[n] = std::sin(2 * kPi * 0.2 * n) + std::sin(2 * kPi * 0.215 * n + 1) + 0.01 * x[n];
 
   std::vector<double> periodogram(64);
   for (std::size_t k = 0; k < 64; ++k) {
@@ -340,11 +315,9 @@ std::vector<C> Dft(const std::vector<double>& x) {
 }
 
 TEST(TwoSided, ConjExtendRebuildsTheUpperHalfForEvenAndOddLengths) {
-  TestNoise noise(11);
-  for (std::size_t n : {1u, 2u, 7u, 8u, 33u}) {
+  for (int n : {1, 2, 7, 8, 33}) {
     SCOPED_TRACE(n);
-    std::vector<double> x(n);
-    for (auto& v : x) v = noise.Gauss();
+    const auto x = sigflow::test::Noise(n, 11);
     const auto full = Dft(x);
     auto half = full;
     for (std::size_t k = n / 2 + 1; k < n; ++k) half[k] = C(std::nan(""), std::nan(""));
