@@ -182,14 +182,12 @@ TEST(IirDesignOracle, DesignsMatchScipyResponsesForEveryTransform) {
       const std::vector<double> wn(o.begin() + 1, o.end());
       for (int tr = iftStateSpaceAnalog; tr <= iftZeroPoleDiscrete; ++tr) {
         const auto how = static_cast<TIirFrequencyTransform>(tr);
-        std::vector<double> sos;
         const std::string f = fam;
-        if (f == "butter") sos = ButterFilter(n, wn, kTypes[t], how);
-        if (f == "cheby1") sos = ChebyshevIFilter(n, 1.0, wn, kTypes[t], how);
-        if (f == "cheby2") sos = ChebyshevIIFilter(n, 50.0, wn, kTypes[t], how);
-        if (f == "ellip") sos = EllipticFilter(n, 1.0, 50.0, wn, kTypes[t], how);
-        ExpectSameResponse(sos, Ref()["sos_" + suffix], 1e-10,
-                           suffix + " transform " + std::to_string(tr));
+        const auto sos = f == "butter"   ? ButterFilter(n, wn, kTypes[t], how)
+                         : f == "cheby1" ? ChebyshevIFilter(n, 1.0, wn, kTypes[t], how)
+                         : f == "cheby2" ? ChebyshevIIFilter(n, 50.0, wn, kTypes[t], how)
+                                         : EllipticFilter(n, 1.0, 50.0, wn, kTypes[t], how);
+        ExpectSameResponse(sos, Ref()["sos_" + suffix], 1e-10, suffix + " transform " + std::to_string(tr));
       }
     }
     const std::vector<double> wn = t < 2 ? std::vector<double>{0.3} : std::vector<double>{0.25, 0.45};
@@ -213,12 +211,9 @@ TEST(IirDesignOracle, HighOrdersMatchScipy) {
 }
 
 TEST(IirDesignOracle, NotchMatchesIirnotch) {
-  for (auto [w0, q] : {std::pair{0.25, 30.0}, {0.1, 5.0}, {0.8, 2.0}}) {
-    const std::vector<double> s = NotchFilter(w0, q);
-    const auto& r = Ref()["notch_" + std::string(w0 == 0.25 ? "0.25" : w0 == 0.1 ? "0.1" : "0.8") +
-                          "_" + (q == 30.0 ? "30.0" : q == 5.0 ? "5.0" : "2.0")];
-    ExpectClose(s, r, 1e-14, "notch");
-  }
+  for (auto [w0, q, name] : {std::tuple{0.25, 30.0, "notch_0.25_30.0"}, {0.1, 5.0, "notch_0.1_5.0"},
+                              {0.8, 2.0, "notch_0.8_2.0"}})
+    ExpectClose(NotchFilter(w0, q), Ref()[name], 1e-14, name);
 }
 
 TEST(SavGolayOracle, TapsMatchSavgolCoeffs) {

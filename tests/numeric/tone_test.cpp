@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "sigflow/core/Exceptions.h"
-#include "support/alloc_counter.h"
 #include "support/exception_text.h"
 #include "tone_support.h"
 
@@ -129,21 +128,6 @@ TEST(Tone, CircularFrequencyFoldsOntoOneTurn) {
   const double tiny = CircularFrequency(-1e-20);
   EXPECT_GE(tiny, 0.0);
   EXPECT_LT(tiny, 1.0);
-}
-
-TEST(Tone, BlocksAllocateNothing) {
-  TToneState s;
-  TTriangleToneState t;
-  ToneInit(s, 1000.0, 0.0, 1.0, 48000.0, false);
-  TriangleToneInit(t, 1000.0, 0.0, 1.0, 0.3, 48000.0, false);
-  std::vector<double> x(10000);
-  std::vector<std::complex<double>> z(10000);
-  test::AllocationScope scope;
-  Tone(s, x);
-  Tone(s, z);
-  TriangleTone(t, x);
-  TriangleTone(t, z);
-  EXPECT_EQ(scope.Count(), 0u);
 }
 
 TEST(Tone, InitRejectsBadArguments) {

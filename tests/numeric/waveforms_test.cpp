@@ -9,7 +9,6 @@
 #include <vector>
 
 #include "sigflow/core/Exceptions.h"
-#include "support/alloc_counter.h"
 #include "support/exception_text.h"
 #include "tone_support.h"
 
@@ -188,21 +187,6 @@ TEST(Chirp, StreamLawsAndSweepLength) {
   EXPECT_EQ(Generate(zero, ChirpFn, 6000), Generate(one, ChirpFn, 6000));
   EXPECT_THROW(ChirpInit(s, 200.0, 0.3, 1.0, 0.1, 8000.0, 0.5, 1.0, 0, 48000.0), Exception);
   EXPECT_THROW(ChirpInit(s, 200.0, 0.3, 1.0, 0.1, 8000.0, 0.5, 1.0, 10, 0.0), Exception);
-}
-
-TEST(Waveforms, BlocksAllocateNothing) {
-  TSquareWaveState q;
-  TImpulseWaveState p;
-  TChirpState c;
-  SquareWaveInit(q, 1000.0, 0.0, 1.0, 0.0, 48000.0);
-  ImpulseWaveInit(p, 1, 1, 1, 1, 1000.0, 0.0, 1.0, 48000.0);
-  ChirpInit(c, 100.0, 0.0, 1.0, 0.0, 1000.0, 1.0, 1.0, 4096, 48000.0);
-  std::vector<double> x(10000);
-  test::AllocationScope scope;
-  SquareWave(q, x);
-  ImpulseWave(p, x);
-  Chirp(c, x);
-  EXPECT_EQ(scope.Count(), 0u);
 }
 
 // A long block runs through the wide (vector) loops, one-sample blocks through the scalar
