@@ -1,3 +1,5 @@
+#include "sigflow/numeric/Estimators.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,7 +12,6 @@
 
 #include "estimator_check.h"
 #include "sigflow/core/Exceptions.h"
-#include "sigflow/numeric/Estimators.h"
 #include "support/alloc_counter.h"
 #include "support/exception_text.h"
 
@@ -67,8 +68,7 @@ std::vector<std::size_t> Maxima(const std::vector<double>& v, std::size_t from, 
 TEST(AutoRegressive, RecoversKnownRealModelFrom4096Samples) {
   std::vector<double> truth;
   for (const C& c : FromPoles({0.9 * std::polar(1.0, kPi / 4), 0.9 * std::polar(1.0, -kPi / 4),
-                               0.7 * std::polar(1.0, 2 * kPi / 3),
-                               0.7 * std::polar(1.0, -2 * kPi / 3)}))
+                               0.7 * std::polar(1.0, 2 * kPi / 3), 0.7 * std::polar(1.0, -2 * kPi / 3)}))
     truth.push_back(c.real());
   const auto x = ArProcess(truth, 4096, 0x9E3779B97F4A7C15ULL);
   const std::span<const double> xs(x);
@@ -77,10 +77,10 @@ TEST(AutoRegressive, RecoversKnownRealModelFrom4096Samples) {
     sigflow::TArModel<double> model;
     double bound;
   };
-  for (const auto& c : {Case{"Burg", sigflow::ArBurg(xs, 4), 0.02},
-                        Case{"Covariance", sigflow::ArCovariance(xs, 4), 0.02},
-                        Case{"MCovariance", sigflow::ArMCovariance(xs, 4), 0.02},
-                        Case{"YuleWalker", sigflow::ArYuleWalker(xs, 4), 0.05}}) {
+  for (const auto& c :
+       {Case{"Burg", sigflow::ArBurg(xs, 4), 0.02}, Case{"Covariance", sigflow::ArCovariance(xs, 4), 0.02},
+        Case{"MCovariance", sigflow::ArMCovariance(xs, 4), 0.02},
+        Case{"YuleWalker", sigflow::ArYuleWalker(xs, 4), 0.05}}) {
     SCOPED_TRACE(c.name);
     ASSERT_EQ(c.model.A.size(), 5u);
     EXPECT_EQ(c.model.A[0], 1.0);
@@ -93,8 +93,10 @@ TEST(AutoRegressive, RecoversKnownComplexModel) {
   const auto truth = FromPoles({0.85 * std::polar(1.0, 0.7), 0.6 * std::polar(1.0, -1.5)});
   const auto z = ArProcess(truth, 4096, 77);
   const std::span<const C> zs(z);
-  for (const auto& [model, bound] : {std::pair{sigflow::ArBurg(zs, 2), 0.03}, {sigflow::ArCovariance(zs, 2), 0.03},
-                                     {sigflow::ArMCovariance(zs, 2), 0.03}, {sigflow::ArYuleWalker(zs, 2), 0.05}})
+  for (const auto& [model, bound] : {std::pair{sigflow::ArBurg(zs, 2), 0.03},
+                                     {sigflow::ArCovariance(zs, 2), 0.03},
+                                     {sigflow::ArMCovariance(zs, 2), 0.03},
+                                     {sigflow::ArYuleWalker(zs, 2), 0.05}})
     EXPECT_LT(WorstCoefficientError(model.A, truth), bound);
   EXPECT_NEAR(sigflow::ArBurg(zs, 2).NoiseVariance, 1.0, 0.08);
 }
@@ -114,8 +116,8 @@ TEST(AutoRegressive, ResolvesTwoTonesThatThePeriodogramMerges) {
   EXPECT_EQ(Maxima(periodogram, 10, 17).size(), 1u);  // band 0.15 .. 0.27
 
   const std::span<const double> xs(x);
-  for (const auto& [name, model] : {std::pair{"Burg", sigflow::ArBurg(xs, 12)},
-                                    std::pair{"MCovariance", sigflow::ArMCovariance(xs, 12)}}) {
+  for (const auto& [name, model] :
+       {std::pair{"Burg", sigflow::ArBurg(xs, 12)}, std::pair{"MCovariance", sigflow::ArMCovariance(xs, 12)}}) {
     SCOPED_TRACE(name);
     std::vector<double> psd(1024);
     sigflow::ArSpectrum(std::span<const double>(model.A), model.NoiseVariance, psd);
@@ -147,15 +149,16 @@ TEST(AutoRegressive, YuleWalkerSpectrumReproducesTheAutocorrelationItWasFitTo) {
 
 TEST(AutoRegressive, OrderZeroSilenceAndPureTonesGiveFiniteModels) {
   const std::vector<double> x{1, -2, 3, -4};
-  for (const auto& m : {sigflow::ArBurg(std::span<const double>(x), 0), sigflow::ArCovariance(std::span<const double>(x), 0),
-                        sigflow::ArYuleWalker(std::span<const double>(x), 0)}) {
+  for (const auto& m :
+       {sigflow::ArBurg(std::span<const double>(x), 0), sigflow::ArCovariance(std::span<const double>(x), 0),
+        sigflow::ArYuleWalker(std::span<const double>(x), 0)}) {
     EXPECT_EQ(m.A, std::vector<double>{1});
     EXPECT_DOUBLE_EQ(m.NoiseVariance, 7.5);  // the signal power
   }
   const std::vector<double> zeros(64, 0.0);
   const std::span<const double> zs(zeros);
-  for (const auto& m : {sigflow::ArBurg(zs, 8), sigflow::ArCovariance(zs, 8),
-                        sigflow::ArMCovariance(zs, 8), sigflow::ArYuleWalker(zs, 8)}) {
+  for (const auto& m : {sigflow::ArBurg(zs, 8), sigflow::ArCovariance(zs, 8), sigflow::ArMCovariance(zs, 8),
+                        sigflow::ArYuleWalker(zs, 8)}) {
     EXPECT_EQ(m.A, (std::vector<double>{1, 0, 0, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(m.NoiseVariance, 0.0);
   }
@@ -181,19 +184,15 @@ TEST(AutoRegressive, BadArgumentsNameTheViolatedCondition) {
   const std::span<const double> none;
   ExpectMessage([&] { sigflow::ArBurg(xs, 10); }, "ArBurg: Order (10) >= Length (10)");
   ExpectMessage([&] { sigflow::ArBurg(none, 1); }, "ArBurg: Length = 0");
-  ExpectMessage([&] { sigflow::ArCovariance(xs, 6); },
-                "ArCovariance: Order (6) > Length div 2 (5)");
-  ExpectMessage([&] { sigflow::ArMCovariance(xs, 6); },
-                "ArMCovariance: Order (6) > Length div 2 (5)");
+  ExpectMessage([&] { sigflow::ArCovariance(xs, 6); }, "ArCovariance: Order (6) > Length div 2 (5)");
+  ExpectMessage([&] { sigflow::ArMCovariance(xs, 6); }, "ArMCovariance: Order (6) > Length div 2 (5)");
   ExpectMessage([&] { sigflow::ArMCovariance(none, 0); }, "ArMCovariance: Length = 0");
   ExpectMessage([&] { sigflow::ArYuleWalker(xs, 11); }, "ArYuleWalker: Order (11) > Length (10)");
   ExpectMessage([&] { sigflow::Levinson(none); }, "Levinson: Length = 0");
   const std::vector<double> negative{-1.0, 0.5};
-  ExpectMessage([&] { sigflow::Levinson(std::span<const double>(negative)); },
-                "Levinson: r[0] < 0");
+  ExpectMessage([&] { sigflow::Levinson(std::span<const double>(negative)); }, "Levinson: r[0] < 0");
   std::vector<double> a(3), refl(1), work(19);
-  ExpectMessage([&] { sigflow::Levinson(std::span<const double>(negative), a, {}); },
-                "Levinson: a.size() <> r.size()");
+  ExpectMessage([&] { sigflow::Levinson(std::span<const double>(negative), a, {}); }, "Levinson: a.size() <> r.size()");
   ExpectMessage([&] { sigflow::ArBurg(xs, a, refl, work); }, "ArBurg: reflection.size() <> Order");
   ExpectMessage([&] { sigflow::ArBurg(xs, a, {}, work); }, "ArBurg: work.size() < 2 * Length");
   ExpectMessage([&] { sigflow::ArBurg(xs, {}, {}, work); }, "ArBurg: a.size() = 0");
@@ -247,8 +246,7 @@ TEST(Correlation, BadArgumentsNameTheViolatedCondition) {
   ExpectMessage([&] { sigflow::AutoCorrBiased(none, r); }, "AutoCorrBiased: Length = 0");
   ExpectMessage([&] { sigflow::AutoCorrUnBiased(none, 3); }, "AutoCorrUnBiased: Length = 0");
   ExpectMessage([&] { sigflow::AutoCorrNormal(none, r); }, "AutoCorrNormal: Length = 0");
-  ExpectMessage([&] { sigflow::CrossCorr(std::span<const double>(x), none, 1, 1); },
-                "CrossCorr: Length = 0");
+  ExpectMessage([&] { sigflow::CrossCorr(std::span<const double>(x), none, 1, 1); }, "CrossCorr: Length = 0");
   ExpectMessage([&] { sigflow::CrossCorr(std::span<const double>(x), x, 1, 2, r); },
                 "CrossCorr: r.size() <> NegativeLags + PositiveLags + 1");
 }
@@ -287,8 +285,7 @@ TEST(PhaseUnwrap, PartialModeFollowsAQuadraticPhaseInDegrees) {
   auto partial = p;
   sigflow::PhaseUnwrap(partial, 180, false, sigflow::rpPartial, 1.0);
   EXPECT_TRUE(CloseTo(partial, truth, 1e-13));
-  ExpectMessage([&] { sigflow::PhaseUnwrap(p, 0.0, false, sigflow::rpPartial, 1.0); },
-                "PhaseUnwrap: HalfPeriod <= 0");
+  ExpectMessage([&] { sigflow::PhaseUnwrap(p, 0.0, false, sigflow::rpPartial, 1.0); }, "PhaseUnwrap: HalfPeriod <= 0");
   // the other modes only ever add whole periods
   for (auto mode : {sigflow::rpConstPhase, sigflow::rpIntLag}) {
     auto q = p;
@@ -307,8 +304,8 @@ std::vector<C> Dft(const std::vector<double>& x) {
   for (std::size_t k = 0; k < n; ++k) {
     std::complex<long double> acc = 0;
     for (std::size_t t = 0; t < n; ++t)
-      acc += static_cast<long double>(x[t]) *
-             std::polar(1.0L, -2 * std::numbers::pi_v<long double> * ((k * t) % n) / n);
+      acc +=
+          static_cast<long double>(x[t]) * std::polar(1.0L, -2 * std::numbers::pi_v<long double> * ((k * t) % n) / n);
     X[k] = C(static_cast<double>(acc.real()), static_cast<double>(acc.imag()));
   }
   return X;
@@ -353,12 +350,9 @@ TEST(TwoSided, RotationFollowsInputKindAndFlags) {
     std::vector<C> want;
     bool doubled;
   };
-  for (const auto& c : {Case{false, false, true, extendedFlipped, true},
-                        Case{false, true, true, extended, true},
-                        Case{false, true, false, make(), false},
-                        Case{false, false, false, make(), false},
-                        Case{true, true, false, flipped, false},
-                        Case{true, true, true, flipped, false},
+  for (const auto& c : {Case{false, false, true, extendedFlipped, true}, Case{false, true, true, extended, true},
+                        Case{false, true, false, make(), false}, Case{false, false, false, make(), false},
+                        Case{true, true, false, flipped, false}, Case{true, true, true, flipped, false},
                         Case{true, false, true, make(), false}}) {
     SCOPED_TRACE(testing::Message() << c.complexInput << c.conjFlip << c.conjExtend);
     auto s = make();
