@@ -71,40 +71,28 @@ TEST(SquareWave, StreamLaws) {
 
 auto ImpulseFn = [](TImpulseWaveState& s, std::span<double> o) { ImpulseWave(s, o); };
 
-TEST(ImpulseWave, SegmentsRiseTopFallRestInThatOrder) {
-  // Equal shares, 16 samples per period: four samples per segment.
-  TImpulseWaveState s;
-  ImpulseWaveInit(s, 1, 1, 1, 1, 3000.0, 0.0, 4.0, 48000.0);
-  const auto x = Generate(s, ImpulseFn, 32);
-  const double period[16] = {0, 1, 2, 3, 4, 4, 4, 4, 4, 3, 2, 1, 0, 0, 0, 0};
-  for (int n = 0; n < 32; ++n) ASSERT_NEAR(x[n], period[n % 16], 1e-14) << n;
-
-  // High 2, Low 4, Raise 1, Fall 1 (any scale) over 16 samples: rise 2, top 4, fall 2, rest 8.
-  ImpulseWaveInit(s, 20, 40, 10, 10, 3000.0, 0.0, 1.0, 48000.0);
-  const auto y = Generate(s, ImpulseFn, 16);
-  const double expect[16] = {0, 0.5, 1, 1, 1, 1, 1, 0.5, 0, 0, 0, 0, 0, 0, 0, 0};
-  for (int n = 0; n < 16; ++n) ASSERT_NEAR(y[n], expect[n], 1e-14) << n;
-
-  // Phase of a quarter period moves the rise 4 samples earlier.
-  ImpulseWaveInit(s, 1, 1, 1, 1, 3000.0, kPi / 2, 4.0, 48000.0);
-  const auto z = Generate(s, ImpulseFn, 16);
-  for (int n = 0; n < 16; ++n) ASSERT_NEAR(z[n], period[(n + 4) % 16], 1e-14) << n;
-}
-
-TEST(ImpulseWave, ZeroSharesRemoveSegments) {
-  TImpulseWaveState s;
-  // No rise and no fall: a rectangular pulse, high for a quarter of the period.
-  ImpulseWaveInit(s, 1, 3, 0, 0, 3000.0, 0.0, 1.0, 48000.0);
-  const auto x = Generate(s, ImpulseFn, 16);
-  for (int n = 0; n < 16; ++n) ASSERT_EQ(x[n], n < 4 ? 1.0 : 0.0) << n;
-  // Only rise and fall: a triangle between 0 and the level.
-  ImpulseWaveInit(s, 0, 0, 1, 1, 3000.0, 0.0, 8.0, 48000.0);
-  const auto y = Generate(s, ImpulseFn, 16);
-  for (int n = 0; n < 16; ++n) ASSERT_NEAR(y[n], n <= 8 ? n : 16 - n, 1e-14) << n;
-  // All shares zero: nothing but the low level.
-  ImpulseWaveInit(s, 0, 0, 0, 0, 3000.0, 0.0, 8.0, 48000.0);
-  const auto z = Generate(s, ImpulseFn, 40);
-  EXPECT_TRUE(std::all_of(z.begin(), z.end(), [](double v) { return v == 0.0; }));
+// Periods of 16 samples (3 kHz at 48 kHz); shares are relative, so any scale works.
+TEST(ImpulseWave, SegmentsRiseTopFallRestInThatOrderAndZeroSharesRemoveThem) {
+  const struct {
+    const char* name;
+    double high, low, raise, fall, phase, level;
+    std::vector<double> period;
+    double tol;
+  } cases[] = {
+      {"equal shares", 1, 1, 1, 1, 0.0, 4.0, {0, 1, 2, 3, 4, 4, 4, 4, 4, 3, 2, 1, 0, 0, 0, 0}, 1e-14},
+      {"rise 2, top 4, fall 2, rest 8", 20, 40, 10, 10, 0.0, 1.0, {0, .5, 1, 1, 1, 1, 1, .5, 0, 0, 0, 0, 0, 0, 0, 0}, 1e-14},
+      {"quarter period ahead", 1, 1, 1, 1, kPi / 2, 4.0, {4, 4, 4, 4, 4, 3, 2, 1, 0, 0, 0, 0, 0, 1, 2, 3}, 1e-14},
+      {"rectangular pulse", 1, 3, 0, 0, 0.0, 1.0, {1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, 0.0},
+      {"triangle", 0, 0, 1, 1, 0.0, 8.0, {0, 1, 2, 3, 4, 5, 6, 7, 8, 7, 6, 5, 4, 3, 2, 1}, 1e-14},
+      {"all shares zero", 0, 0, 0, 0, 0.0, 8.0, std::vector<double>(16, 0.0), 0.0},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    TImpulseWaveState s;
+    ImpulseWaveInit(s, c.high, c.low, c.raise, c.fall, 3000.0, c.phase, c.level, 48000.0);
+    const auto x = Generate(s, ImpulseFn, 48);
+    for (int n = 0; n < 48; ++n) ASSERT_NEAR(x[n], c.period[n % 16], c.tol) << n;
+  }
 }
 
 TEST(ImpulseWave, MatchesExactPhaseFarIntoTheStreamAndKeepsStreamLaws) {
