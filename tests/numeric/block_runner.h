@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "numeric_check.h"
 #include "support/alloc_counter.h"
 #include "support/reference.h"
 
@@ -30,42 +31,10 @@ bool IsNan(T v) {
   return std::isnan(std::real(v));
 }
 
-// Reference arrays as typed vectors (complex ones are stored interleaved).
-inline std::vector<double> Real(const ReferenceData& ref, const std::string& name) {
-  return ref[name];
-}
+// Reference arrays as typed vectors.
+inline std::vector<double> Real(const ReferenceData& ref, const std::string& name) { return ref[name]; }
 inline std::vector<std::complex<double>> Complex(const ReferenceData& ref, const std::string& name) {
-  const auto& v = ref[name];
-  std::vector<std::complex<double>> c(v.size() / 2);
-  for (std::size_t i = 0; i < c.size(); ++i) c[i] = {v[2 * i], v[2 * i + 1]};
-  return c;
-}
-
-// Passes when max |got - want| <= tol * max(1, max |want|); the message names the worst index.
-template <class T>
-::testing::AssertionResult Near(std::span<const T> got, std::span<const T> want, double tol) {
-  if (got.size() != want.size())
-    return ::testing::AssertionFailure() << "length " << got.size() << ", expected " << want.size();
-  double scale = 1.0;
-  for (const T& w : want) scale = std::max(scale, std::abs(w));
-  double worst = -1.0;
-  std::size_t at = 0;
-  for (std::size_t i = 0; i < got.size(); ++i) {
-    const double e = std::abs(got[i] - want[i]);
-    if (!(e <= worst)) {  // NaN counts as worst
-      worst = e;
-      at = i;
-    }
-    if (std::isnan(e)) break;
-  }
-  if (got.empty() || worst <= tol * scale) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << "worst error " << worst << " at index " << at << " (got "
-                                       << got[at] << ", want " << want[at] << ", scale " << scale
-                                       << ")";
-}
-template <class T>
-::testing::AssertionResult Near(const std::vector<T>& got, const std::vector<T>& want, double tol) {
-  return Near<T>(std::span<const T>(got), std::span<const T>(want), tol);
+  return ToComplex(ref[name]);
 }
 
 // Block-size patterns: fixed sizes, then a seeded random one with empty blocks mixed in.

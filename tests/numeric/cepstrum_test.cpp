@@ -6,7 +6,7 @@
 #include <tuple>
 #include <vector>
 
-#include "estimator_check.h"
+#include "numeric_check.h"
 #include "sigflow/core/Exceptions.h"
 #include "sigflow/numeric/Cepstrum.h"
 #include "sigflow/numeric/Vec.h"

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "czt_check.h"
-#include "estimator_check.h"
+#include "numeric_check.h"
 #include "sigflow/core/Exceptions.h"
 #include "sigflow/numeric/Czt.h"
 #include "sigflow/numeric/Fft.h"

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <vector>
 
-#include "estimator_check.h"
+#include "numeric_check.h"
 #include "sigflow/core/Exceptions.h"
 #include "sigflow/numeric/Dct.h"
 #include "sigflow/numeric/Vec.h"

@@ -5,7 +5,7 @@
 #include <complex>
 #include <vector>
 
-#include "estimator_check.h"
+#include "numeric_check.h"
 #include "sigflow/numeric/Estimators.h"
 #include "support/reference.h"
 

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "estimator_check.h"
+#include "numeric_check.h"
 #include "sigflow/core/Exceptions.h"
 #include "support/alloc_counter.h"
 #include "support/exception_text.h"

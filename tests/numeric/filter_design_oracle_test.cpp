@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "numeric_check.h"
 #include "sigflow/numeric/FirDesign.h"
 #include "sigflow/numeric/IirDesign.h"
 #include "sigflow/numeric/RemezDesign.h"
@@ -20,19 +21,8 @@ const test::ReferenceData& Ref() {
   return ref;
 }
 
-// Largest |a - b| with the index where it occurs, for failure messages.
 void ExpectClose(const std::vector<double>& got, const std::vector<double>& want, double tol, const std::string& what) {
-  ASSERT_EQ(got.size(), want.size()) << what;
-  double worst = 0.0;
-  std::size_t at = 0;
-  for (std::size_t i = 0; i < got.size(); ++i) {
-    const double e = std::abs(got[i] - want[i]);
-    if (!(e <= worst)) {
-      worst = e;
-      at = i;
-    }
-  }
-  EXPECT_LE(worst, tol) << what << ": worst error at index " << at << " (" << got[at] << " vs " << want[at] << ")";
+  EXPECT_TRUE(test::NearAbs(got, want, tol)) << what;
 }
 
 // Window parameters the reference used, by window ordinal.

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "block_runner.h"
-#include "estimator_check.h"
+#include "numeric_check.h"
 #include "fir_reference.h"
 #include "sigflow/core/Exceptions.h"
 #include "sigflow/numeric/FirState.h"

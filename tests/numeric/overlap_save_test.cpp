@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "block_runner.h"
-#include "estimator_check.h"
+#include "numeric_check.h"
 #include "fir_reference.h"
 #include "sigflow/numeric/Fft.h"
 
