@@ -23,18 +23,9 @@ std::vector<double> Taps(int n) { return Noise(n, 100 + std::uint64_t(n)); }
 std::vector<cplx> ComplexTaps(int n) { return Noise<cplx>(n, 200 + std::uint64_t(n)); }
 
 template <class H, class In>
-void CheckAgainstDefinition(const std::vector<H>& h, const std::vector<In>& x, int U, int du, int D,
-                            int dd, bool allLevels) {
-  const auto want = UpFirDown(h, x, U, du, D, dd);
-  using Out = typename decltype(want)::value_type;
-  for (const int level : KernelLevels()) {
-    if (!allLevels && level != KernelLevels().back()) continue;
-    SCOPED_TRACE("kernel level " + std::to_string(level));
-    FirState s;
-    FirInit(s, std::span<const H>(h), std::is_same_v<In, cplx>, U, du, D, dd);
-    detail::FirUseKernelLevel(s, level);
-    FirRunner<In, Out>().Check(s, x, want, 1e-12);
-  }
+void CheckAgainstDefinition(const std::vector<H>& h, const std::vector<In>& x, int U, int du, int D, int dd,
+                            bool allLevels) {
+  CheckFir(h, x, UpFirDown(h, x, U, du, D, dd), U, du, D, dd, allLevels);
 }
 
 }  // namespace
