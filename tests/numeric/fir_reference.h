@@ -1,7 +1,6 @@
 #pragma once
 // Slow, obviously correct multirate FIR: builds the up-sampled stream, convolves and reads
 // every D-th value, in long double.
-#include <algorithm>
 #include <complex>
 #include <cstddef>
 #include <string>
