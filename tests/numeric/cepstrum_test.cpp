@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <tuple>
@@ -59,7 +58,8 @@ TEST(CepstrumLaws, ComplexCepstrumOfAnEchoIsTheLogarithmSeries) {
   }
 }
 
-TEST(CepstrumLaws, RealCepstrumIsTheEvenPartOfTheComplexOneAndPeaksAtAnEcho) {
+// The echo peak itself is in the oracle tests.
+TEST(CepstrumLaws, RealCepstrumIsTheEvenPartOfTheComplexOne) {
   for (int n : {512, 511}) {
     const auto x = Noise(n, 4);
     std::vector<double> cc(x.size()), rc(x.size());
@@ -68,14 +68,6 @@ TEST(CepstrumLaws, RealCepstrumIsTheEvenPartOfTheComplexOneAndPeaksAtAnEcho) {
     for (int i = 0; i < n; ++i)
       EXPECT_NEAR(rc[std::size_t(i)], 0.5 * (cc[std::size_t(i)] + cc[std::size_t((n - i) % n)]), 1e-12) << i;
   }
-  const int n = 1024, delay = 37;
-  const auto s = Noise(n, 21);
-  std::vector<double> x(s), c(s.size());
-  for (int i = delay; i < n; ++i) x[std::size_t(i)] += 0.6 * s[std::size_t(i - delay)];
-  RealCepstrum(x, c, 0.0);
-  const auto peak = std::max_element(c.begin() + 5, c.begin() + n / 2);
-  EXPECT_EQ(peak - c.begin(), delay);
-  EXPECT_NEAR(*peak, 0.3, 0.1);
 }
 
 TEST(CepstrumLaws, InverseComplexCepstrumRestoresTheSequence) {
