@@ -8,6 +8,7 @@
 #include <functional>
 #include <numbers>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "numeric_check.h"
@@ -178,7 +179,7 @@ TEST(AutoRegressive, OrderZeroSilenceAndPureTonesGiveFiniteModels) {
   }
 }
 
-TEST(AutoRegressive, BadArgumentsNameTheViolatedCondition) {
+TEST(EstimatorErrors, BadArgumentsNameTheViolatedCondition) {
   const std::vector<double> x(10, 1.0);
   const std::span<const double> xs(x);
   const std::span<const double> none;
@@ -198,6 +199,13 @@ TEST(AutoRegressive, BadArgumentsNameTheViolatedCondition) {
   ExpectMessage([&] { sigflow::ArBurg(xs, {}, {}, work); }, "ArBurg: a.size() = 0");
   std::vector<double> psd(4);
   ExpectMessage([&] { sigflow::ArSpectrum(none, 1.0, psd); }, "ArSpectrum: a.size() = 0");
+  std::vector<double> r(3);
+  ExpectMessage([&] { sigflow::AutoCorrBiased(none, r); }, "AutoCorrBiased: Length = 0");
+  ExpectMessage([&] { sigflow::AutoCorrUnBiased(none, 3); }, "AutoCorrUnBiased: Length = 0");
+  ExpectMessage([&] { sigflow::AutoCorrNormal(none, r); }, "AutoCorrNormal: Length = 0");
+  ExpectMessage([&] { sigflow::CrossCorr(xs, none, 1, 1); }, "CrossCorr: Length = 0");
+  ExpectMessage([&] { sigflow::CrossCorr(xs.first(2), xs.first(2), 1, 2, r); },
+                "CrossCorr: r.size() <> NegativeLags + PositiveLags + 1");
 }
 
 TEST(AutoRegressive, FramePathsAllocateNothingAndMatchTheAllocatingForms) {
@@ -217,14 +225,9 @@ TEST(AutoRegressive, FramePathsAllocateNothingAndMatchTheAllocatingForms) {
     sigflow::TwoSidedSpectrum(spectrum, false, false, true);
     EXPECT_EQ(scope.Count(), 0u);
   }
-  const auto yw = sigflow::ArYuleWalker(xs, 8);
-  EXPECT_EQ(a, yw.A);
-  EXPECT_EQ(refl, yw.Reflection);
-  EXPECT_EQ(noise, yw.NoiseVariance);
-  const auto burg = sigflow::ArBurg(xs, 8);
-  EXPECT_EQ(burgA, burg.A);
-  EXPECT_EQ(burgRefl, burg.Reflection);
-  EXPECT_EQ(burgNoise, burg.NoiseVariance);
+  const auto yw = sigflow::ArYuleWalker(xs, 8), burg = sigflow::ArBurg(xs, 8);
+  EXPECT_EQ(std::tie(a, refl, noise), std::tie(yw.A, yw.Reflection, yw.NoiseVariance));
+  EXPECT_EQ(std::tie(burgA, burgRefl, burgNoise), std::tie(burg.A, burg.Reflection, burg.NoiseVariance));
 }
 
 TEST(Correlation, LagsBeyondTheDataAreZeroAndSilenceNormalisesToZero) {
@@ -237,18 +240,6 @@ TEST(Correlation, LagsBeyondTheDataAreZeroAndSilenceNormalisesToZero) {
   EXPECT_EQ(r, (std::vector<double>{14.0 / 3, 4.0, 3.0, 0, 0, 0}));
   const std::vector<C> zeros(5);
   EXPECT_EQ(sigflow::AutoCorrNormal(std::span<const C>(zeros), 2), std::vector<C>(3));
-}
-
-TEST(Correlation, BadArgumentsNameTheViolatedCondition) {
-  const std::vector<double> x{1, 2};
-  const std::span<const double> none;
-  std::vector<double> r(3);
-  ExpectMessage([&] { sigflow::AutoCorrBiased(none, r); }, "AutoCorrBiased: Length = 0");
-  ExpectMessage([&] { sigflow::AutoCorrUnBiased(none, 3); }, "AutoCorrUnBiased: Length = 0");
-  ExpectMessage([&] { sigflow::AutoCorrNormal(none, r); }, "AutoCorrNormal: Length = 0");
-  ExpectMessage([&] { sigflow::CrossCorr(std::span<const double>(x), none, 1, 1); }, "CrossCorr: Length = 0");
-  ExpectMessage([&] { sigflow::CrossCorr(std::span<const double>(x), x, 1, 2, r); },
-                "CrossCorr: r.size() <> NegativeLags + PositiveLags + 1");
 }
 
 // Phase of e^{-j 2 pi k tau / L}, wrapped to (-pi, pi].
