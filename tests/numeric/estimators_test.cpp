@@ -308,7 +308,7 @@ TEST(TwoSided, ConjExtendRebuildsTheUpperHalfForEvenAndOddLengths) {
     const auto x = sigflow::test::Noise(n, 11);
     const auto full = Dft(x);
     auto half = full;
-    for (std::size_t k = n / 2 + 1; k < n; ++k) half[k] = C(std::nan(""), std::nan(""));
+    for (int k = n / 2 + 1; k < n; ++k) half[std::size_t(k)] = C(std::nan(""), std::nan(""));
     sigflow::ConjExtend(half);
     EXPECT_TRUE(CloseTo(half, full, 1e-14));
   }
