@@ -15,63 +15,26 @@
 #include <string>
 #include <vector>
 
+#include "numeric_check.h"
 #include "support/alloc_counter.h"
 #include "support/reference.h"
 
 namespace sigflow::test {
 
-inline double Magnitude(double v) { return std::abs(v); }
-inline double Magnitude(std::complex<double> v) { return std::abs(v); }
-inline bool IsNan(double v) { return std::isnan(v); }
-inline bool IsNan(std::complex<double> v) { return std::isnan(v.real()) && std::isnan(v.imag()); }
+// Output buffers start as NaN (complex: real part NaN) so unwritten values show.
 template <class T>
-T Nan();
-template <>
-inline double Nan<double>() {
-  return std::numeric_limits<double>::quiet_NaN();
+T Nan() {
+  return T(std::numeric_limits<double>::quiet_NaN());
 }
-template <>
-inline std::complex<double> Nan<std::complex<double>>() {
-  const double n = std::numeric_limits<double>::quiet_NaN();
-  return {n, n};
+template <class T>
+bool IsNan(T v) {
+  return std::isnan(std::real(v));
 }
 
-// Reference arrays as typed vectors (complex ones are stored interleaved).
-inline std::vector<double> Real(const ReferenceData& ref, const std::string& name) {
-  return ref[name];
-}
+// Reference arrays as typed vectors.
+inline std::vector<double> Real(const ReferenceData& ref, const std::string& name) { return ref[name]; }
 inline std::vector<std::complex<double>> Complex(const ReferenceData& ref, const std::string& name) {
-  const auto& v = ref[name];
-  std::vector<std::complex<double>> c(v.size() / 2);
-  for (std::size_t i = 0; i < c.size(); ++i) c[i] = {v[2 * i], v[2 * i + 1]};
-  return c;
-}
-
-// Passes when max |got - want| <= tol * max(1, max |want|); the message names the worst index.
-template <class T>
-::testing::AssertionResult Near(std::span<const T> got, std::span<const T> want, double tol) {
-  if (got.size() != want.size())
-    return ::testing::AssertionFailure() << "length " << got.size() << ", expected " << want.size();
-  double scale = 1.0;
-  for (const T& w : want) scale = std::max(scale, Magnitude(w));
-  double worst = -1.0;
-  std::size_t at = 0;
-  for (std::size_t i = 0; i < got.size(); ++i) {
-    const double e = Magnitude(got[i] - want[i]);
-    if (!(e <= worst)) {  // NaN counts as worst
-      worst = e;
-      at = i;
-    }
-    if (std::isnan(e)) break;
-  }
-  if (got.empty() || worst <= tol * scale) return ::testing::AssertionSuccess();
-  return ::testing::AssertionFailure() << "worst error " << worst << " at index " << at << " (got "
-                                       << got[at] << ", want " << want[at] << ", scale " << scale
-                                       << ")";
-}
-template <class T>
-::testing::AssertionResult Near(const std::vector<T>& got, const std::vector<T>& want, double tol) {
-  return Near<T>(std::span<const T>(got), std::span<const T>(want), tol);
+  return ToComplex(ref[name]);
 }
 
 // Block-size patterns: fixed sizes, then a seeded random one with empty blocks mixed in.
@@ -167,6 +130,17 @@ private:
 template <class State, class In, class Out, class Process, class Count>
 BlockRunner<State, In, Out, Process, Count> MakeRunner(Process p, Count c) {
   return BlockRunner<State, In, Out, Process, Count>(p, c);
+}
+
+// A kernel that writes one output per input: filter(state, in, out).
+template <class State, class T, class Filter>
+auto SameLengthRunner(Filter filter) {
+  return MakeRunner<State, T, T>(
+      [filter](State& s, std::span<const T> in, std::span<T> out) {
+        filter(s, in, out);
+        return in.size();
+      },
+      [](const State&, std::size_t n) { return n; });
 }
 
 }  // namespace sigflow::test

@@ -1,28 +1,22 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <tuple>
 #include <vector>
 
-#include "estimator_check.h"
+#include "numeric_check.h"
 #include "sigflow/core/Exceptions.h"
 #include "sigflow/numeric/Cepstrum.h"
-#include "sigflow/numeric/Random.h"
 #include "sigflow/numeric/Vec.h"
 #include "support/alloc_counter.h"
+#include "support/exception_text.h"
 
 using namespace sigflow;
 using sigflow::test::CloseTo;
+using sigflow::test::Noise;
 
 namespace {
-
-std::vector<double> Noise(int n, std::uint64_t seed) {
-  TVec v(n);
-  RandGauss(v, 0.0, 1.0, seed);
-  return {v.Data(), v.Data() + n};
-}
 
 std::vector<double> Echo(int n, int d, double g) {
   std::vector<double> x(std::size_t(n), 0.0);
@@ -64,7 +58,8 @@ TEST(CepstrumLaws, ComplexCepstrumOfAnEchoIsTheLogarithmSeries) {
   }
 }
 
-TEST(CepstrumLaws, RealCepstrumIsTheEvenPartOfTheComplexOneAndPeaksAtAnEcho) {
+// The echo peak itself is in the oracle tests.
+TEST(CepstrumLaws, RealCepstrumIsTheEvenPartOfTheComplexOne) {
   for (int n : {512, 511}) {
     const auto x = Noise(n, 4);
     std::vector<double> cc(x.size()), rc(x.size());
@@ -73,14 +68,6 @@ TEST(CepstrumLaws, RealCepstrumIsTheEvenPartOfTheComplexOneAndPeaksAtAnEcho) {
     for (int i = 0; i < n; ++i)
       EXPECT_NEAR(rc[std::size_t(i)], 0.5 * (cc[std::size_t(i)] + cc[std::size_t((n - i) % n)]), 1e-12) << i;
   }
-  const int n = 1024, delay = 37;
-  const auto s = Noise(n, 21);
-  std::vector<double> x(s), c(s.size());
-  for (int i = delay; i < n; ++i) x[std::size_t(i)] += 0.6 * s[std::size_t(i - delay)];
-  RealCepstrum(x, c, 0.0);
-  const auto peak = std::max_element(c.begin() + 5, c.begin() + n / 2);
-  EXPECT_EQ(peak - c.begin(), delay);
-  EXPECT_NEAR(*peak, 0.3, 0.1);
 }
 
 TEST(CepstrumLaws, InverseComplexCepstrumRestoresTheSequence) {
@@ -117,17 +104,9 @@ TEST(CepstrumLaws, MagnitudeFloorKeepsZeroBinsFinite) {
 
 TEST(CepstrumErrors, SizeMismatchAndNoAllocationOnRepeatedCalls) {
   std::vector<double> a(8), b(7);
-  auto message = [](auto&& f) {
-    try {
-      f();
-    } catch (const Exception& e) {
-      return e.Message();
-    }
-    return std::string("no exception");
-  };
-  EXPECT_EQ(message([&] { RealCepstrum(a, b, 0); }), "RealCepstrum: output size differs from input size");
-  EXPECT_EQ(message([&] { ComplexCepstrum(a, b); }), "ComplexCepstrum: output size differs from input size");
-  EXPECT_EQ(message([&] { InverseComplexCepstrum(a, {}, b); }),
+  EXPECT_EQ(sigflow::test::MessageOf([&] { RealCepstrum(a, b, 0); }), "RealCepstrum: output size differs from input size");
+  EXPECT_EQ(sigflow::test::MessageOf([&] { ComplexCepstrum(a, b); }), "ComplexCepstrum: output size differs from input size");
+  EXPECT_EQ(sigflow::test::MessageOf([&] { InverseComplexCepstrum(a, {}, b); }),
             "InverseComplexCepstrum: output size differs from input size");
   auto x = Noise(2048, 2);
   std::vector<double> c(x.size());

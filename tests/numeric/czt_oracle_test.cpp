@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "czt_check.h"
-#include "estimator_check.h"
+#include "numeric_check.h"
 #include "sigflow/numeric/Cepstrum.h"
 #include "sigflow/numeric/Czt.h"
 #include "sigflow/numeric/Dct.h"

@@ -6,27 +6,24 @@
 #include <vector>
 
 #include "czt_check.h"
-#include "estimator_check.h"
+#include "numeric_check.h"
 #include "sigflow/core/Exceptions.h"
 #include "sigflow/numeric/Czt.h"
 #include "sigflow/numeric/Fft.h"
 #include "sigflow/numeric/Random.h"
 #include "sigflow/numeric/Vec.h"
 #include "support/alloc_counter.h"
+#include "support/exception_text.h"
 
 using namespace sigflow;
 using sigflow::test::BluesteinBound;
 using sigflow::test::CloseTo;
+using sigflow::test::MessageOf;
+using sigflow::test::Noise;
 using sigflow::test::WithinBound;
 using LC = std::complex<long double>;
 
 namespace {
-
-std::vector<TCplx> Noise(int n, std::uint64_t seed) {
-  TVec v(n, true);
-  RandGauss(v, 0.0, 1.0, seed);
-  return {v.CData(), v.CData() + n};
-}
 
 // Slow reference: X[k] = sum_n x[n] r_k^-n e^{-2 pi i n f_k / fs}, f_k = f0 + k df,
 // r_k = r0 q^k, the angle reduced to turns in long double.
@@ -55,16 +52,6 @@ std::vector<TCplx> Apply(TCztPlan& plan, const std::vector<TCplx>& x) {
   return out;
 }
 
-template <class F>
-std::string Message(F&& f) {
-  try {
-    f();
-  } catch (const Exception& e) {
-    return e.Message();
-  }
-  return "no exception";
-}
-
 }  // namespace
 
 // With A = 1, W = one turn in N steps (held exactly) and M = N the transform is the FFT. At
@@ -72,7 +59,7 @@ std::string Message(F&& f) {
 // a rounded e^{-2 pi i / N} is off by about N^2 eps radians at the end (2e-8 at 65537).
 TEST(CztLaws, UnitRootsContourEqualsTheFftAtAnyLength) {
   for (int n : {1, 2, 3, 7, 64, 97, 1000, 4099, 65537}) {
-    const auto x = Noise(n, 11 + std::uint64_t(n));
+    const auto x = Noise<TCplx>(n, 11 + std::uint64_t(n));
     std::vector<TCplx> f(x.size());
     FFT(x, f);
     TCztPlan plan;
@@ -114,7 +101,7 @@ TEST(CztLaws, SpiralRadiiRunGeometricallyFromStartToStopRadius) {
   EXPECT_NEAR(std::abs(got[m - 1]), 1 / 1.2, 1e-14);
   const long double q = std::pow(1.2L / 0.9L, 1.0L / (m - 1));
   EXPECT_TRUE(WithinBound(got, DirectZoom(x, m, fs, f0, df, 0.9L, q), BluesteinBound(x, m, inner)));
-  const auto y = Noise(300, 3);
+  const auto y = Noise<TCplx>(300, 3);
   const auto outer = CztZoomContour(f0, df, m, 0.995, 1.002, fs);
   plan.Init(300, m, outer);
   const long double q2 = std::pow(1.002L / 0.995L, 1.0L / (m - 1));
@@ -130,7 +117,7 @@ TEST(CztShapes, EdgeShapesReinitialisationAndFftLength) {
   plan.Init(1, 4, CztContour(0.5, TCplx(0.3, 1.1)));
   EXPECT_TRUE(CloseTo(Apply(plan, {TCplx(2.5, -1)}), std::vector<TCplx>(4, TCplx(2.5, -1)), 1e-15));
   // A plan taken through other shapes gives what a fresh one gives; so does a copy.
-  const auto x = Noise(200, 9);
+  const auto x = Noise<TCplx>(200, 9);
   const auto contour = CztZoomContour(0.05, 0.001, 333, 1.0, 0.97, 1.0);
   TCztPlan fresh;
   fresh.Init(200, 333, contour);
@@ -147,40 +134,38 @@ TEST(CztShapes, EdgeShapesReinitialisationAndFftLength) {
 }
 
 TEST(CztZoom, PointCountTruncatesAndAZeroStepGivesNoPoints) {
-  const double nan = std::numeric_limits<double>::quiet_NaN();
-  EXPECT_EQ(CztZoomPoints(0.0, 0.5, 0.0078125), 64);
-  EXPECT_EQ(CztZoomPoints(0.0, 1.0, 0.3), 3);
-  EXPECT_EQ(CztZoomPoints(0.8, 0.8, 0.0078125), 0);
-  EXPECT_EQ(CztZoomPoints(0.8, 0.5, 0.0078125), 0);
-  EXPECT_EQ(CztZoomPoints(0.0, 0.5, 0.0), 0);
-  EXPECT_EQ(CztZoomPoints(0.0, 0.5, -1.0), 0);
-  EXPECT_EQ(CztZoomPoints(0.0, 0.5, std::numeric_limits<double>::denorm_min()), 1000000);
-  EXPECT_EQ(CztZoomPoints(0.0, 2e6, 1.0), 1000000);
-  EXPECT_EQ(CztZoomPoints(nan, 0.5, 0.01), 0);
-  EXPECT_EQ(CztZoomPoints(0.0, std::numeric_limits<double>::infinity(), 0.01), 0);
-  EXPECT_EQ(CztZoomPoints(0.0, 0.5, nan), 0);
+  const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
+  const struct {
+    double from, to, step;
+    int points;
+  } cases[] = {{0.0, 0.5, 0.0078125, 64}, {0.0, 1.0, 0.3, 3},  {0.8, 0.8, 0.0078125, 0}, {0.8, 0.5, 0.0078125, 0},
+               {0.0, 0.5, 0.0, 0},        {0.0, 0.5, -1.0, 0}, {0.0, 2e6, 1.0, 1000000}, {nan, 0.5, 0.01, 0},
+               {0.0, inf, 0.01, 0},       {0.0, 0.5, nan, 0},
+               {0.0, 0.5, std::numeric_limits<double>::denorm_min(), 1000000}};
+  for (const auto& c : cases)
+    EXPECT_EQ(CztZoomPoints(c.from, c.to, c.step), c.points) << c.from << " " << c.to << " " << c.step;
 }
 
 TEST(CztErrors, InvalidArgumentsNameTheViolatedCondition) {
   TCztPlan plan;
   const auto ok = CztContour(1.0, TCplx(0.0, 1.0));
-  EXPECT_EQ(Message([&] { plan.Init(-1, 3, ok); }), "Czt: n < 0");
-  EXPECT_EQ(Message([&] { plan.Init(3, -1, ok); }), "Czt: m < 0");
-  EXPECT_EQ(Message([&] { plan.Init(1 << 28, 1, ok); }), "Czt: length too large");
-  EXPECT_EQ(Message([&] { plan.Init(3, 3, CztContour(0.0, 1.0)); }), "Czt: bad contour");
-  EXPECT_EQ(Message([&] { plan.Init(3, 3, {TZPolar{}, TZPolar{0.0, 1.0, 0.0}}); }), "Czt: bad contour");
-  EXPECT_EQ(Message([] { CztZoomContour(0, 1, 5, 0.0, 1.0, 1); }), "Czt: StartRadius <= 0");
-  EXPECT_EQ(Message([] { CztZoomContour(0, 1, 5, 1.0, -0.5, 1); }), "Czt: StopRadius <= 0");
-  EXPECT_EQ(Message([] { CztZoomContour(0, 1, 5, 1.0, 1.0, 0); }), "Czt: SamplingFrequency <= 0");
-  EXPECT_EQ(Message([] { CztZoomContour(0, 1, 0, 1.0, 1.0, 1); }), "Czt: points < 1");
+  EXPECT_EQ(MessageOf([&] { plan.Init(-1, 3, ok); }), "Czt: n < 0");
+  EXPECT_EQ(MessageOf([&] { plan.Init(3, -1, ok); }), "Czt: m < 0");
+  EXPECT_EQ(MessageOf([&] { plan.Init(1 << 28, 1, ok); }), "Czt: length too large");
+  EXPECT_EQ(MessageOf([&] { plan.Init(3, 3, CztContour(0.0, 1.0)); }), "Czt: bad contour");
+  EXPECT_EQ(MessageOf([&] { plan.Init(3, 3, {TZPolar{}, TZPolar{0.0, 1.0, 0.0}}); }), "Czt: bad contour");
+  EXPECT_EQ(MessageOf([] { CztZoomContour(0, 1, 5, 0.0, 1.0, 1); }), "Czt: StartRadius <= 0");
+  EXPECT_EQ(MessageOf([] { CztZoomContour(0, 1, 5, 1.0, -0.5, 1); }), "Czt: StopRadius <= 0");
+  EXPECT_EQ(MessageOf([] { CztZoomContour(0, 1, 5, 1.0, 1.0, 0); }), "Czt: SamplingFrequency <= 0");
+  EXPECT_EQ(MessageOf([] { CztZoomContour(0, 1, 0, 1.0, 1.0, 1); }), "Czt: points < 1");
   plan.Init(4, 3, ok);
   std::vector<TCplx> x(5), out(3);
-  EXPECT_EQ(Message([&] { Czt(plan, std::span<const TCplx>(x), out); }), "Czt: input length differs from the plan");
+  EXPECT_EQ(MessageOf([&] { Czt(plan, std::span<const TCplx>(x), out); }), "Czt: input length differs from the plan");
   x.resize(4);
   out.resize(2);
-  EXPECT_EQ(Message([&] { Czt(plan, std::span<const TCplx>(x), out); }), "Czt: output length differs from the plan");
+  EXPECT_EQ(MessageOf([&] { Czt(plan, std::span<const TCplx>(x), out); }), "Czt: output length differs from the plan");
   TVec v(4);
-  EXPECT_EQ(Message([&] { Czt(plan, v, v); }), "Czt: destination is the source");
+  EXPECT_EQ(MessageOf([&] { Czt(plan, v, v); }), "Czt: destination is the source");
 }
 
 TEST(CztAllocation, RepeatedFramesOfOneShapeAllocateAndPlanNothing) {

@@ -5,7 +5,7 @@
 #include <complex>
 #include <vector>
 
-#include "estimator_check.h"
+#include "numeric_check.h"
 #include "sigflow/numeric/Estimators.h"
 #include "support/reference.h"
 
@@ -22,52 +22,35 @@ const sigflow::test::ReferenceData& Ref() {
 std::vector<double> Real(const char* name) { return Ref()[name]; }
 std::vector<C> Cplx(const char* name) { return ToComplex(Ref()[name]); }
 
-TEST(CorrelationOracle, AutoCorrelationsMatchNumpyCorrelate) {
-  const auto x = Real("corr_x");
-  EXPECT_TRUE(
-      CloseTo(sigflow::AutoCorrBiased(std::span<const double>(x), 12), Real("acb_x"), 1e-13));
-  EXPECT_TRUE(
-      CloseTo(sigflow::AutoCorrUnBiased(std::span<const double>(x), 12), Real("acu_x"), 1e-13));
-  EXPECT_TRUE(
-      CloseTo(sigflow::AutoCorrNormal(std::span<const double>(x), 12), Real("acn_x"), 1e-13));
-  const auto z = Cplx("corr_z");
-  EXPECT_TRUE(CloseTo(sigflow::AutoCorrBiased(std::span<const C>(z), 12), Cplx("acb_z"), 1e-13));
-  EXPECT_TRUE(CloseTo(sigflow::AutoCorrUnBiased(std::span<const C>(z), 12), Cplx("acu_z"), 1e-13));
-  EXPECT_TRUE(CloseTo(sigflow::AutoCorrNormal(std::span<const C>(z), 12), Cplx("acn_z"), 1e-13));
+TEST(CorrelationOracle, AutoAndCrossCorrelationsMatchNumpyCorrelate) {
+  const auto x = Real("corr_x"), y = Real("corr_y");
+  const std::span<const double> xs(x);
+  EXPECT_TRUE(CloseTo(sigflow::AutoCorrBiased(xs, 12), Real("acb_x"), 1e-13));
+  EXPECT_TRUE(CloseTo(sigflow::AutoCorrUnBiased(xs, 12), Real("acu_x"), 1e-13));
+  EXPECT_TRUE(CloseTo(sigflow::AutoCorrNormal(xs, 12), Real("acn_x"), 1e-13));
+  const auto z = Cplx("corr_z"), w = Cplx("corr_w");
+  const std::span<const C> zs(z);
+  EXPECT_TRUE(CloseTo(sigflow::AutoCorrBiased(zs, 12), Cplx("acb_z"), 1e-13));
+  EXPECT_TRUE(CloseTo(sigflow::AutoCorrUnBiased(zs, 12), Cplx("acu_z"), 1e-13));
+  EXPECT_TRUE(CloseTo(sigflow::AutoCorrNormal(zs, 12), Cplx("acn_z"), 1e-13));
+  // Lags beyond the overlap included.
+  EXPECT_TRUE(CloseTo(sigflow::CrossCorr(xs, y, 5, 9), Real("cross_xy"), 1e-13));
+  EXPECT_TRUE(CloseTo(sigflow::CrossCorr(std::span<const double>(y), x, 0, 40), Real("cross_yx"), 1e-13));
+  EXPECT_TRUE(CloseTo(sigflow::CrossCorr(zs, w, 7, 3), Cplx("cross_zw"), 1e-13));
 }
 
-TEST(CorrelationOracle, CrossCorrelationMatchesNumpyIncludingLagsBeyondTheOverlap) {
-  const auto x = Real("corr_x");
-  const auto y = Real("corr_y");
-  EXPECT_TRUE(
-      CloseTo(sigflow::CrossCorr(std::span<const double>(x), y, 5, 9), Real("cross_xy"), 1e-13));
-  EXPECT_TRUE(
-      CloseTo(sigflow::CrossCorr(std::span<const double>(y), x, 0, 40), Real("cross_yx"), 1e-13));
-  const auto z = Cplx("corr_z");
-  const auto w = Cplx("corr_w");
-  EXPECT_TRUE(CloseTo(sigflow::CrossCorr(std::span<const C>(z), w, 7, 3), Cplx("cross_zw"), 1e-13));
-}
-
-TEST(LevinsonOracle, RealMatchesToeplitzSolve) {
+TEST(LevinsonOracle, RealAndComplexMatchToeplitzSolve) {
   const auto r = Real("lev_r");
   const auto m = sigflow::Levinson(std::span<const double>(r));
   EXPECT_TRUE(CloseTo(m.A, Real("lev_a"), 1e-10));
   EXPECT_TRUE(CloseTo(m.Reflection, Real("lev_refl"), 1e-10));
   EXPECT_NEAR(m.NoiseVariance, Real("lev_noise")[0], 1e-10 * Real("lev_noise")[0]);
+  const auto rc = Cplx("levc_r");
+  const auto mc = sigflow::Levinson(std::span<const C>(rc));
+  EXPECT_TRUE(CloseTo(mc.A, Cplx("levc_a"), 1e-10));
+  EXPECT_TRUE(CloseTo(mc.Reflection, Cplx("levc_refl"), 1e-10));
+  EXPECT_NEAR(mc.NoiseVariance, Real("levc_noise")[0], 1e-10 * Real("levc_noise")[0]);
 }
-
-TEST(LevinsonOracle, ComplexMatchesToeplitzSolve) {
-  const auto r = Cplx("levc_r");
-  const auto m = sigflow::Levinson(std::span<const C>(r));
-  EXPECT_TRUE(CloseTo(m.A, Cplx("levc_a"), 1e-10));
-  EXPECT_TRUE(CloseTo(m.Reflection, Cplx("levc_refl"), 1e-10));
-  EXPECT_NEAR(m.NoiseVariance, Real("levc_noise")[0], 1e-10 * Real("levc_noise")[0]);
-}
-
-struct ArCase {
-  const char* method;
-  const char* prefix;  // reference arrays <prefix>_a, <prefix>_noise
-};
 
 template <class T>
 sigflow::TArModel<T> Estimate(const std::string& method, std::span<const T> x, std::size_t p) {
@@ -87,8 +70,7 @@ TEST(AutoRegressiveOracle, RealEstimatorsMatchDirectLeastSquaresAndBurg) {
     const double noise = Real((p + "_noise").c_str())[0];
     EXPECT_NEAR(m.NoiseVariance, noise, 1e-9 * noise);
   }
-  EXPECT_TRUE(
-      CloseTo(sigflow::ArBurg(std::span<const double>(x), 6).Reflection, Real("burg_refl"), 1e-9));
+  EXPECT_TRUE(CloseTo(sigflow::ArBurg(std::span<const double>(x), 6).Reflection, Real("burg_refl"), 1e-9));
 }
 
 TEST(AutoRegressiveOracle, ComplexEstimatorsMatchDirectLeastSquaresAndBurg) {
@@ -101,8 +83,7 @@ TEST(AutoRegressiveOracle, ComplexEstimatorsMatchDirectLeastSquaresAndBurg) {
     const double noise = Real((p + "_noise").c_str())[0];
     EXPECT_NEAR(m.NoiseVariance, noise, 1e-9 * noise);
   }
-  EXPECT_TRUE(
-      CloseTo(sigflow::ArBurg(std::span<const C>(z), 4).Reflection, Cplx("burgc_refl"), 1e-9));
+  EXPECT_TRUE(CloseTo(sigflow::ArBurg(std::span<const C>(z), 4).Reflection, Cplx("burgc_refl"), 1e-9));
 }
 
 TEST(AutoRegressiveOracle, ModelSpectrumMatchesFreqz) {

@@ -1,6 +1,5 @@
-// Estimators against known processes and laws: recovery of a known AR model, resolution of
-// two close tones, autocorrelation matching of the model spectrum, unwrapping of linear and
-// quadratic phase, the two-sided rotation rules, error texts and allocation-free paths.
+#include "sigflow/numeric/Estimators.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -9,37 +8,19 @@
 #include <functional>
 #include <numbers>
 #include <string>
+#include <tuple>
 #include <vector>
 
-#include "estimator_check.h"
+#include "numeric_check.h"
 #include "sigflow/core/Exceptions.h"
-#include "sigflow/numeric/Estimators.h"
 #include "support/alloc_counter.h"
+#include "support/exception_text.h"
 
 namespace {
 
 using C = std::complex<double>;
 using sigflow::test::CloseTo;
 constexpr double kPi = std::numbers::pi;
-
-// xorshift64* with Box-Muller: a fixed, platform-independent Gaussian sequence.
-class TestNoise {
-public:
-  explicit TestNoise(std::uint64_t seed) : s_(seed) {}
-  double Uniform() {  // (0, 1]
-    s_ ^= s_ >> 12;
-    s_ ^= s_ << 25;
-    s_ ^= s_ >> 27;
-    return static_cast<double>(((s_ * 2685821657736338717ULL) >> 11) + 1) * 0x1.0p-53;
-  }
-  double Gauss() {
-    const double u1 = Uniform(), u2 = Uniform();
-    return std::sqrt(-2.0 * std::log(u1)) * std::cos(2.0 * kPi * u2);
-  }
-
-private:
-  std::uint64_t s_;
-};
 
 // Coefficients [1, a1, ..] of prod (1 - p z^-1).
 std::vector<C> FromPoles(const std::vector<C>& poles) {
@@ -54,15 +35,10 @@ std::vector<C> FromPoles(const std::vector<C>& poles) {
 // Runs white noise of unit variance through 1 / A, dropping a settling prefix.
 template <class T>
 std::vector<T> ArProcess(const std::vector<T>& a, std::size_t n, std::uint64_t seed) {
-  TestNoise noise(seed);
   const std::size_t settle = 500;
-  std::vector<T> x(n + settle);
+  auto x = sigflow::test::Noise<T>(int(n + settle), seed);
   for (std::size_t i = 0; i < x.size(); ++i) {
-    T v;
-    if constexpr (std::is_same_v<T, double>)
-      v = noise.Gauss();
-    else
-      v = T(noise.Gauss(), noise.Gauss()) / std::sqrt(2.0);
+    T v = x[i] / std::sqrt(std::is_same_v<T, double> ? 1.0 : 2.0);
     for (std::size_t j = 1; j < a.size() && j <= i; ++j) v -= a[j] * x[i - j];
     x[i] = v;
   }
@@ -77,19 +53,15 @@ double WorstCoefficientError(const std::vector<T>& got, const std::vector<T>& tr
 }
 
 void ExpectMessage(const std::function<void()>& f, const std::string& text) {
-  try {
-    f();
-    ADD_FAILURE() << "no exception, expected \"" << text << "\"";
-  } catch (const sigflow::Exception& e) {
-    EXPECT_EQ(e.Message(), text);
-  }
+  EXPECT_EQ(sigflow::test::MessageOf(f), text);
 }
 
-std::size_t CountMaxima(const std::vector<double>& v, std::size_t from, std::size_t to) {
-  std::size_t count = 0;
+// Indices of the local maxima of v in [from, to].
+std::vector<std::size_t> Maxima(const std::vector<double>& v, std::size_t from, std::size_t to) {
+  std::vector<std::size_t> at;
   for (std::size_t k = from; k <= to; ++k)
-    if (v[k] > v[k - 1] && v[k] > v[k + 1]) ++count;
-  return count;
+    if (v[k] > v[k - 1] && v[k] > v[k + 1]) at.push_back(k);
+  return at;
 }
 
 // The estimation spread of each coefficient at N = 4096 is about 0.01 for this process
@@ -97,8 +69,7 @@ std::size_t CountMaxima(const std::vector<double>& v, std::size_t from, std::siz
 TEST(AutoRegressive, RecoversKnownRealModelFrom4096Samples) {
   std::vector<double> truth;
   for (const C& c : FromPoles({0.9 * std::polar(1.0, kPi / 4), 0.9 * std::polar(1.0, -kPi / 4),
-                               0.7 * std::polar(1.0, 2 * kPi / 3),
-                               0.7 * std::polar(1.0, -2 * kPi / 3)}))
+                               0.7 * std::polar(1.0, 2 * kPi / 3), 0.7 * std::polar(1.0, -2 * kPi / 3)}))
     truth.push_back(c.real());
   const auto x = ArProcess(truth, 4096, 0x9E3779B97F4A7C15ULL);
   const std::span<const double> xs(x);
@@ -107,10 +78,10 @@ TEST(AutoRegressive, RecoversKnownRealModelFrom4096Samples) {
     sigflow::TArModel<double> model;
     double bound;
   };
-  for (const auto& c : {Case{"Burg", sigflow::ArBurg(xs, 4), 0.02},
-                        Case{"Covariance", sigflow::ArCovariance(xs, 4), 0.02},
-                        Case{"MCovariance", sigflow::ArMCovariance(xs, 4), 0.02},
-                        Case{"YuleWalker", sigflow::ArYuleWalker(xs, 4), 0.05}}) {
+  for (const auto& c :
+       {Case{"Burg", sigflow::ArBurg(xs, 4), 0.02}, Case{"Covariance", sigflow::ArCovariance(xs, 4), 0.02},
+        Case{"MCovariance", sigflow::ArMCovariance(xs, 4), 0.02},
+        Case{"YuleWalker", sigflow::ArYuleWalker(xs, 4), 0.05}}) {
     SCOPED_TRACE(c.name);
     ASSERT_EQ(c.model.A.size(), 5u);
     EXPECT_EQ(c.model.A[0], 1.0);
@@ -123,19 +94,19 @@ TEST(AutoRegressive, RecoversKnownComplexModel) {
   const auto truth = FromPoles({0.85 * std::polar(1.0, 0.7), 0.6 * std::polar(1.0, -1.5)});
   const auto z = ArProcess(truth, 4096, 77);
   const std::span<const C> zs(z);
-  EXPECT_LT(WorstCoefficientError(sigflow::ArBurg(zs, 2).A, truth), 0.03);
-  EXPECT_LT(WorstCoefficientError(sigflow::ArCovariance(zs, 2).A, truth), 0.03);
-  EXPECT_LT(WorstCoefficientError(sigflow::ArMCovariance(zs, 2).A, truth), 0.03);
-  EXPECT_LT(WorstCoefficientError(sigflow::ArYuleWalker(zs, 2).A, truth), 0.05);
+  for (const auto& [model, bound] : {std::pair{sigflow::ArBurg(zs, 2), 0.03},
+                                     {sigflow::ArCovariance(zs, 2), 0.03},
+                                     {sigflow::ArMCovariance(zs, 2), 0.03},
+                                     {sigflow::ArYuleWalker(zs, 2), 0.05}})
+    EXPECT_LT(WorstCoefficientError(model.A, truth), bound);
   EXPECT_NEAR(sigflow::ArBurg(zs, 2).NoiseVariance, 1.0, 0.08);
 }
 
 TEST(AutoRegressive, ResolvesTwoTonesThatThePeriodogramMerges) {
   // 0.200 and 0.215 cycles/sample are closer than the 1/64 resolution of 64 samples.
-  TestNoise noise(12345);
-  std::vector<double> x(64);
+  auto x = sigflow::test::Noise(64, 12345);
   for (std::size_t n = 0; n < x.size(); ++n)
-    x[n] = std::sin(2 * kPi * 0.2 * n) + std::sin(2 * kPi * 0.215 * n + 1) + 0.01 * noise.Gauss();
+    x[n] = std::sin(2 * kPi * 0.2 * n) + std::sin(2 * kPi * 0.215 * n + 1) + 0.01 * x[n];
 
   std::vector<double> periodogram(64);
   for (std::size_t k = 0; k < 64; ++k) {
@@ -143,28 +114,24 @@ TEST(AutoRegressive, ResolvesTwoTonesThatThePeriodogramMerges) {
     for (std::size_t n = 0; n < 64; ++n) acc += x[n] * std::polar(1.0, -2 * kPi * k * n / 64);
     periodogram[k] = std::norm(acc);
   }
-  EXPECT_EQ(CountMaxima(periodogram, 10, 17), 1u);  // band 0.15 .. 0.27
+  EXPECT_EQ(Maxima(periodogram, 10, 17).size(), 1u);  // band 0.15 .. 0.27
 
   const std::span<const double> xs(x);
-  for (const auto& [name, model] : {std::pair{"Burg", sigflow::ArBurg(xs, 12)},
-                                    std::pair{"MCovariance", sigflow::ArMCovariance(xs, 12)}}) {
+  for (const auto& [name, model] :
+       {std::pair{"Burg", sigflow::ArBurg(xs, 12)}, std::pair{"MCovariance", sigflow::ArMCovariance(xs, 12)}}) {
     SCOPED_TRACE(name);
     std::vector<double> psd(1024);
     sigflow::ArSpectrum(std::span<const double>(model.A), model.NoiseVariance, psd);
-    EXPECT_EQ(CountMaxima(psd, 154, 276), 2u);
-    // and the two maxima sit near the tones
-    std::vector<double> at;
-    for (std::size_t k = 154; k <= 276; ++k)
-      if (psd[k] > psd[k - 1] && psd[k] > psd[k + 1]) at.push_back(k / 1024.0);
+    const auto at = Maxima(psd, 154, 276);
     ASSERT_EQ(at.size(), 2u);
-    EXPECT_NEAR(at[0], 0.2, 0.004);
-    EXPECT_NEAR(at[1], 0.215, 0.004);
+    EXPECT_NEAR(at[0] / 1024.0, 0.2, 0.004);
+    EXPECT_NEAR(at[1] / 1024.0, 0.215, 0.004);
   }
 }
 
 TEST(AutoRegressive, YuleWalkerSpectrumReproducesTheAutocorrelationItWasFitTo) {
   // The all-pole model fitted by Levinson matches r[0..p] exactly: the inverse transform of
-  // its spectrum gives back those lags (and its mean is the process variance).
+  // its spectrum gives back those lags.
   const std::vector<double> a{1, -1.3, 0.9, -0.3};
   const auto x = ArProcess(a, 1000, 5);
   const auto r = sigflow::AutoCorrBiased(std::span<const double>(x), 6);
@@ -181,11 +148,18 @@ TEST(AutoRegressive, YuleWalkerSpectrumReproducesTheAutocorrelationItWasFitTo) {
   EXPECT_TRUE(CloseTo(back, r, 1e-9));
 }
 
-TEST(AutoRegressive, SilenceAndPureTonesGiveFiniteModels) {
+TEST(AutoRegressive, OrderZeroSilenceAndPureTonesGiveFiniteModels) {
+  const std::vector<double> x{1, -2, 3, -4};
+  for (const auto& m :
+       {sigflow::ArBurg(std::span<const double>(x), 0), sigflow::ArCovariance(std::span<const double>(x), 0),
+        sigflow::ArYuleWalker(std::span<const double>(x), 0)}) {
+    EXPECT_EQ(m.A, std::vector<double>{1});
+    EXPECT_DOUBLE_EQ(m.NoiseVariance, 7.5);  // the signal power
+  }
   const std::vector<double> zeros(64, 0.0);
   const std::span<const double> zs(zeros);
-  for (const auto& m : {sigflow::ArBurg(zs, 8), sigflow::ArCovariance(zs, 8),
-                        sigflow::ArMCovariance(zs, 8), sigflow::ArYuleWalker(zs, 8)}) {
+  for (const auto& m : {sigflow::ArBurg(zs, 8), sigflow::ArCovariance(zs, 8), sigflow::ArMCovariance(zs, 8),
+                        sigflow::ArYuleWalker(zs, 8)}) {
     EXPECT_EQ(m.A, (std::vector<double>{1, 0, 0, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(m.NoiseVariance, 0.0);
   }
@@ -205,40 +179,33 @@ TEST(AutoRegressive, SilenceAndPureTonesGiveFiniteModels) {
   }
 }
 
-TEST(AutoRegressive, OrderZeroIsTheSignalPower) {
-  const std::vector<double> x{1, -2, 3, -4};
-  for (const auto& m : {sigflow::ArBurg(std::span<const double>(x), 0),
-                        sigflow::ArCovariance(std::span<const double>(x), 0),
-                        sigflow::ArYuleWalker(std::span<const double>(x), 0)}) {
-    EXPECT_EQ(m.A, std::vector<double>{1});
-    EXPECT_DOUBLE_EQ(m.NoiseVariance, 7.5);
-  }
-}
-
-TEST(AutoRegressive, BadArgumentsNameTheViolatedCondition) {
+TEST(EstimatorErrors, BadArgumentsNameTheViolatedCondition) {
   const std::vector<double> x(10, 1.0);
   const std::span<const double> xs(x);
   const std::span<const double> none;
   ExpectMessage([&] { sigflow::ArBurg(xs, 10); }, "ArBurg: Order (10) >= Length (10)");
   ExpectMessage([&] { sigflow::ArBurg(none, 1); }, "ArBurg: Length = 0");
-  ExpectMessage([&] { sigflow::ArCovariance(xs, 6); },
-                "ArCovariance: Order (6) > Length div 2 (5)");
-  ExpectMessage([&] { sigflow::ArMCovariance(xs, 6); },
-                "ArMCovariance: Order (6) > Length div 2 (5)");
+  ExpectMessage([&] { sigflow::ArCovariance(xs, 6); }, "ArCovariance: Order (6) > Length div 2 (5)");
+  ExpectMessage([&] { sigflow::ArMCovariance(xs, 6); }, "ArMCovariance: Order (6) > Length div 2 (5)");
   ExpectMessage([&] { sigflow::ArMCovariance(none, 0); }, "ArMCovariance: Length = 0");
   ExpectMessage([&] { sigflow::ArYuleWalker(xs, 11); }, "ArYuleWalker: Order (11) > Length (10)");
   ExpectMessage([&] { sigflow::Levinson(none); }, "Levinson: Length = 0");
   const std::vector<double> negative{-1.0, 0.5};
-  ExpectMessage([&] { sigflow::Levinson(std::span<const double>(negative)); },
-                "Levinson: r[0] < 0");
+  ExpectMessage([&] { sigflow::Levinson(std::span<const double>(negative)); }, "Levinson: r[0] < 0");
   std::vector<double> a(3), refl(1), work(19);
-  ExpectMessage([&] { sigflow::Levinson(std::span<const double>(negative), a, {}); },
-                "Levinson: a.size() <> r.size()");
+  ExpectMessage([&] { sigflow::Levinson(std::span<const double>(negative), a, {}); }, "Levinson: a.size() <> r.size()");
   ExpectMessage([&] { sigflow::ArBurg(xs, a, refl, work); }, "ArBurg: reflection.size() <> Order");
   ExpectMessage([&] { sigflow::ArBurg(xs, a, {}, work); }, "ArBurg: work.size() < 2 * Length");
   ExpectMessage([&] { sigflow::ArBurg(xs, {}, {}, work); }, "ArBurg: a.size() = 0");
   std::vector<double> psd(4);
   ExpectMessage([&] { sigflow::ArSpectrum(none, 1.0, psd); }, "ArSpectrum: a.size() = 0");
+  std::vector<double> r(3);
+  ExpectMessage([&] { sigflow::AutoCorrBiased(none, r); }, "AutoCorrBiased: Length = 0");
+  ExpectMessage([&] { sigflow::AutoCorrUnBiased(none, 3); }, "AutoCorrUnBiased: Length = 0");
+  ExpectMessage([&] { sigflow::AutoCorrNormal(none, r); }, "AutoCorrNormal: Length = 0");
+  ExpectMessage([&] { sigflow::CrossCorr(xs, none, 1, 1); }, "CrossCorr: Length = 0");
+  ExpectMessage([&] { sigflow::CrossCorr(xs.first(2), xs.first(2), 1, 2, r); },
+                "CrossCorr: r.size() <> NegativeLags + PositiveLags + 1");
 }
 
 TEST(AutoRegressive, FramePathsAllocateNothingAndMatchTheAllocatingForms) {
@@ -258,14 +225,9 @@ TEST(AutoRegressive, FramePathsAllocateNothingAndMatchTheAllocatingForms) {
     sigflow::TwoSidedSpectrum(spectrum, false, false, true);
     EXPECT_EQ(scope.Count(), 0u);
   }
-  const auto yw = sigflow::ArYuleWalker(xs, 8);
-  EXPECT_EQ(a, yw.A);
-  EXPECT_EQ(refl, yw.Reflection);
-  EXPECT_EQ(noise, yw.NoiseVariance);
-  const auto burg = sigflow::ArBurg(xs, 8);
-  EXPECT_EQ(burgA, burg.A);
-  EXPECT_EQ(burgRefl, burg.Reflection);
-  EXPECT_EQ(burgNoise, burg.NoiseVariance);
+  const auto yw = sigflow::ArYuleWalker(xs, 8), burg = sigflow::ArBurg(xs, 8);
+  EXPECT_EQ(std::tie(a, refl, noise), std::tie(yw.A, yw.Reflection, yw.NoiseVariance));
+  EXPECT_EQ(std::tie(burgA, burgRefl, burgNoise), std::tie(burg.A, burg.Reflection, burg.NoiseVariance));
 }
 
 TEST(Correlation, LagsBeyondTheDataAreZeroAndSilenceNormalisesToZero) {
@@ -278,19 +240,6 @@ TEST(Correlation, LagsBeyondTheDataAreZeroAndSilenceNormalisesToZero) {
   EXPECT_EQ(r, (std::vector<double>{14.0 / 3, 4.0, 3.0, 0, 0, 0}));
   const std::vector<C> zeros(5);
   EXPECT_EQ(sigflow::AutoCorrNormal(std::span<const C>(zeros), 2), std::vector<C>(3));
-}
-
-TEST(Correlation, BadArgumentsNameTheViolatedCondition) {
-  const std::vector<double> x{1, 2};
-  const std::span<const double> none;
-  std::vector<double> r(3);
-  ExpectMessage([&] { sigflow::AutoCorrBiased(none, r); }, "AutoCorrBiased: Length = 0");
-  ExpectMessage([&] { sigflow::AutoCorrUnBiased(none, 3); }, "AutoCorrUnBiased: Length = 0");
-  ExpectMessage([&] { sigflow::AutoCorrNormal(none, r); }, "AutoCorrNormal: Length = 0");
-  ExpectMessage([&] { sigflow::CrossCorr(std::span<const double>(x), none, 1, 1); },
-                "CrossCorr: Length = 0");
-  ExpectMessage([&] { sigflow::CrossCorr(std::span<const double>(x), x, 1, 2, r); },
-                "CrossCorr: r.size() <> NegativeLags + PositiveLags + 1");
 }
 
 // Phase of e^{-j 2 pi k tau / L}, wrapped to (-pi, pi].
@@ -327,8 +276,7 @@ TEST(PhaseUnwrap, PartialModeFollowsAQuadraticPhaseInDegrees) {
   auto partial = p;
   sigflow::PhaseUnwrap(partial, 180, false, sigflow::rpPartial, 1.0);
   EXPECT_TRUE(CloseTo(partial, truth, 1e-13));
-  ExpectMessage([&] { sigflow::PhaseUnwrap(p, 0.0, false, sigflow::rpPartial, 1.0); },
-                "PhaseUnwrap: HalfPeriod <= 0");
+  ExpectMessage([&] { sigflow::PhaseUnwrap(p, 0.0, false, sigflow::rpPartial, 1.0); }, "PhaseUnwrap: HalfPeriod <= 0");
   // the other modes only ever add whole periods
   for (auto mode : {sigflow::rpConstPhase, sigflow::rpIntLag}) {
     auto q = p;
@@ -347,22 +295,20 @@ std::vector<C> Dft(const std::vector<double>& x) {
   for (std::size_t k = 0; k < n; ++k) {
     std::complex<long double> acc = 0;
     for (std::size_t t = 0; t < n; ++t)
-      acc += static_cast<long double>(x[t]) *
-             std::polar(1.0L, -2 * std::numbers::pi_v<long double> * ((k * t) % n) / n);
+      acc +=
+          static_cast<long double>(x[t]) * std::polar(1.0L, -2 * std::numbers::pi_v<long double> * ((k * t) % n) / n);
     X[k] = C(static_cast<double>(acc.real()), static_cast<double>(acc.imag()));
   }
   return X;
 }
 
 TEST(TwoSided, ConjExtendRebuildsTheUpperHalfForEvenAndOddLengths) {
-  TestNoise noise(11);
-  for (std::size_t n : {1u, 2u, 7u, 8u, 33u}) {
+  for (int n : {1, 2, 7, 8, 33}) {
     SCOPED_TRACE(n);
-    std::vector<double> x(n);
-    for (auto& v : x) v = noise.Gauss();
+    const auto x = sigflow::test::Noise(n, 11);
     const auto full = Dft(x);
     auto half = full;
-    for (std::size_t k = n / 2 + 1; k < n; ++k) half[k] = C(std::nan(""), std::nan(""));
+    for (int k = n / 2 + 1; k < n; ++k) half[std::size_t(k)] = C(std::nan(""), std::nan(""));
     sigflow::ConjExtend(half);
     EXPECT_TRUE(CloseTo(half, full, 1e-14));
   }
@@ -395,12 +341,9 @@ TEST(TwoSided, RotationFollowsInputKindAndFlags) {
     std::vector<C> want;
     bool doubled;
   };
-  for (const auto& c : {Case{false, false, true, extendedFlipped, true},
-                        Case{false, true, true, extended, true},
-                        Case{false, true, false, make(), false},
-                        Case{false, false, false, make(), false},
-                        Case{true, true, false, flipped, false},
-                        Case{true, true, true, flipped, false},
+  for (const auto& c : {Case{false, false, true, extendedFlipped, true}, Case{false, true, true, extended, true},
+                        Case{false, true, false, make(), false}, Case{false, false, false, make(), false},
+                        Case{true, true, false, flipped, false}, Case{true, true, true, flipped, false},
                         Case{true, false, true, make(), false}}) {
     SCOPED_TRACE(testing::Message() << c.complexInput << c.conjFlip << c.conjExtend);
     auto s = make();

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "numeric_check.h"
 #include "sigflow/numeric/FirDesign.h"
 #include "sigflow/numeric/IirDesign.h"
 #include "sigflow/numeric/RemezDesign.h"
@@ -20,21 +21,8 @@ const test::ReferenceData& Ref() {
   return ref;
 }
 
-// Largest |a - b| with the index where it occurs, for failure messages.
-void ExpectClose(const std::vector<double>& got, const std::vector<double>& want, double tol,
-                 const std::string& what) {
-  ASSERT_EQ(got.size(), want.size()) << what;
-  double worst = 0.0;
-  std::size_t at = 0;
-  for (std::size_t i = 0; i < got.size(); ++i) {
-    const double e = std::abs(got[i] - want[i]);
-    if (!(e <= worst)) {
-      worst = e;
-      at = i;
-    }
-  }
-  EXPECT_LE(worst, tol) << what << ": worst error at index " << at << " (" << got[at] << " vs "
-                        << want[at] << ")";
+void ExpectClose(const std::vector<double>& got, const std::vector<double>& want, double tol, const std::string& what) {
+  EXPECT_TRUE(test::NearAbs(got, want, tol)) << what;
 }
 
 // Window parameters the reference used, by window ordinal.
@@ -55,10 +43,8 @@ TEST(FirDesignOracle, WindowedSincMatchesFirwinForEveryBandTypeAndWindow) {
     for (int w = fwRectangular; w <= fwChebyshev; ++w) {
       for (int n : {31, 32}) {
         if (n == 32 && (t == ftHighpass || t == ftBandstop)) continue;
-        const std::string name =
-            "firwin_" + std::to_string(t) + "_" + std::to_string(w) + "_" + std::to_string(n);
-        ExpectClose(FirImpulse(n, cut, static_cast<TFilterType>(t), static_cast<TFirWindow>(w),
-                               kWindowParam[w]),
+        const std::string name = "firwin_" + std::to_string(t) + "_" + std::to_string(w) + "_" + std::to_string(n);
+        ExpectClose(FirImpulse(n, cut, static_cast<TFilterType>(t), static_cast<TFirWindow>(w), kWindowParam[w]),
                     Ref()[name], 1e-10, name);
       }
     }
@@ -75,8 +61,7 @@ TEST(FirDesignOracle, KaiserLengthAndBetaMatchKaiserord) {
   }
   const auto& a = Ref()["kaiser_beta_in"];
   const auto& b = Ref()["kaiser_beta_out"];
-  for (std::size_t i = 0; i < a.size(); ++i)
-    EXPECT_NEAR(KaiserBetaFir(a[i]), b[i], 1e-12) << "attenuation " << a[i];
+  for (std::size_t i = 0; i < a.size(); ++i) EXPECT_NEAR(KaiserBetaFir(a[i]), b[i], 1e-12) << "attenuation " << a[i];
 }
 
 TEST(RemezOracle, EquirippleOptimumMatchesScipy) {
@@ -99,13 +84,12 @@ TEST(RemezOracle, EquirippleOptimumMatchesScipy) {
       {"hilbert_short", 75, {0.09, 0.41}, {1}, {1}, rmtHilbert, 1.0},
   };
   for (const Case& c : cases)
-    ExpectClose(remez(c.n, c.bands, c.desired, c.weight, c.type, c.fs),
-                Ref()[std::string("remez_") + c.name], 1e-6, c.name);
+    ExpectClose(remez(c.n, c.bands, c.desired, c.weight, c.type, c.fs), Ref()[std::string("remez_") + c.name], 1e-6,
+                c.name);
 }
 
 // Largest deviation from the desired gain over the bands, on a dense grid.
-double BandError(const std::vector<double>& h, const std::vector<double>& edges,
-                 const std::vector<double>& desired) {
+double BandError(const std::vector<double>& h, const std::vector<double>& edges, const std::vector<double>& desired) {
   double worst = 0.0;
   for (std::size_t b = 0; b < desired.size(); ++b)
     for (int i = 0; i <= 4000; ++i) {
@@ -130,8 +114,8 @@ TEST(RemezOracle, WhereScipyStopsShortTheOptimumIsBetter) {
 
 // Sections compared by their response on 4096 frequencies (as scipy's sosfreqz), not by
 // section order.
-void ExpectSameResponse(const std::vector<double>& sos, const std::vector<double>& ref,
-                        double tol, const std::string& what) {
+void ExpectSameResponse(const std::vector<double>& sos, const std::vector<double>& ref, double tol,
+                        const std::string& what) {
   ASSERT_EQ(sos.size() % 6, 0u) << what;
   EXPECT_EQ(sos.size(), ref.size()) << what << ": section count";
   double worst = 0.0;
@@ -156,10 +140,8 @@ TEST(IirDesignOracle, OrderSelectionMatchesScipy) {
   const std::vector<std::vector<double>> wp = {{0.2}, {0.3}, {0.2, 0.5}, {0.1, 0.6}};
   const std::vector<std::vector<double>> ws = {{0.3}, {0.2}, {0.1, 0.6}, {0.2, 0.5}};
   for (std::size_t t = 0; t < 4; ++t) {
-    const TIirOrder got[] = {ButterOrder(wp[t], ws[t], 1.0, 50.0),
-                             ChebyshevIOrder(wp[t], ws[t], 1.0, 50.0),
-                             ChebyshevIIOrder(wp[t], ws[t], 1.0, 50.0),
-                             EllipticOrder(wp[t], ws[t], 1.0, 50.0)};
+    const TIirOrder got[] = {ButterOrder(wp[t], ws[t], 1.0, 50.0), ChebyshevIOrder(wp[t], ws[t], 1.0, 50.0),
+                             ChebyshevIIOrder(wp[t], ws[t], 1.0, 50.0), EllipticOrder(wp[t], ws[t], 1.0, 50.0)};
     const char* fam[] = {"butter", "cheby1", "cheby2", "ellip"};
     for (int f = 0; f < 4; ++f) {
       const std::string name = std::string("ord_") + fam[f] + "_" + kTemplates[t];
@@ -167,8 +149,7 @@ TEST(IirDesignOracle, OrderSelectionMatchesScipy) {
       EXPECT_EQ(got[f].Order, static_cast<int>(r[0])) << name;
       // Band-stop edges come from a bounded search that stops within 1e-5 of the optimum,
       // so they agree to that search's resolution only.
-      ExpectClose(got[f].Wn, std::vector<double>(r.begin() + 1, r.end()),
-                  kTemplates[t] == "stop" ? 1e-6 : 1e-12, name);
+      ExpectClose(got[f].Wn, std::vector<double>(r.begin() + 1, r.end()), kTemplates[t] == "stop" ? 1e-6 : 1e-12, name);
     }
   }
 }
@@ -182,14 +163,12 @@ TEST(IirDesignOracle, DesignsMatchScipyResponsesForEveryTransform) {
       const std::vector<double> wn(o.begin() + 1, o.end());
       for (int tr = iftStateSpaceAnalog; tr <= iftZeroPoleDiscrete; ++tr) {
         const auto how = static_cast<TIirFrequencyTransform>(tr);
-        std::vector<double> sos;
         const std::string f = fam;
-        if (f == "butter") sos = ButterFilter(n, wn, kTypes[t], how);
-        if (f == "cheby1") sos = ChebyshevIFilter(n, 1.0, wn, kTypes[t], how);
-        if (f == "cheby2") sos = ChebyshevIIFilter(n, 50.0, wn, kTypes[t], how);
-        if (f == "ellip") sos = EllipticFilter(n, 1.0, 50.0, wn, kTypes[t], how);
-        ExpectSameResponse(sos, Ref()["sos_" + suffix], 1e-10,
-                           suffix + " transform " + std::to_string(tr));
+        const auto sos = f == "butter"   ? ButterFilter(n, wn, kTypes[t], how)
+                         : f == "cheby1" ? ChebyshevIFilter(n, 1.0, wn, kTypes[t], how)
+                         : f == "cheby2" ? ChebyshevIIFilter(n, 50.0, wn, kTypes[t], how)
+                                         : EllipticFilter(n, 1.0, 50.0, wn, kTypes[t], how);
+        ExpectSameResponse(sos, Ref()["sos_" + suffix], 1e-10, suffix + " transform " + std::to_string(tr));
       }
     }
     const std::vector<double> wn = t < 2 ? std::vector<double>{0.3} : std::vector<double>{0.25, 0.45};
@@ -202,29 +181,25 @@ TEST(IirDesignOracle, DesignsMatchScipyResponsesForEveryTransform) {
 }
 
 TEST(IirDesignOracle, HighOrdersMatchScipy) {
-  ExpectSameResponse(ButterFilter(30, std::vector<double>{0.3, 0.35}, ftBandpass),
-                     Ref()["sos_butter30_pass"], 1e-9, "butter 30 band-pass");
-  ExpectSameResponse(EllipticFilter(12, 0.1, 90, std::vector<double>{0.4, 0.42}, ftBandstop),
-                     Ref()["sos_ellip12_stop"], 1e-9, "elliptic 12 band-stop");
-  ExpectSameResponse(ChebyshevIFilter(20, 0.5, std::vector<double>{0.05}, ftLowpass),
-                     Ref()["sos_cheby1_20_low"], 1e-9, "Chebyshev I 20 low-pass");
-  ExpectSameResponse(BesselFilter(25, std::vector<double>{0.4}, ftLowpass),
-                     Ref()["sos_bessel25_low"], 1e-9, "Bessel 25 low-pass");
+  ExpectSameResponse(ButterFilter(30, std::vector<double>{0.3, 0.35}, ftBandpass), Ref()["sos_butter30_pass"], 1e-9,
+                     "butter 30 band-pass");
+  ExpectSameResponse(EllipticFilter(12, 0.1, 90, std::vector<double>{0.4, 0.42}, ftBandstop), Ref()["sos_ellip12_stop"],
+                     1e-9, "elliptic 12 band-stop");
+  ExpectSameResponse(ChebyshevIFilter(20, 0.5, std::vector<double>{0.05}, ftLowpass), Ref()["sos_cheby1_20_low"], 1e-9,
+                     "Chebyshev I 20 low-pass");
+  ExpectSameResponse(BesselFilter(25, std::vector<double>{0.4}, ftLowpass), Ref()["sos_bessel25_low"], 1e-9,
+                     "Bessel 25 low-pass");
 }
 
 TEST(IirDesignOracle, NotchMatchesIirnotch) {
-  for (auto [w0, q] : {std::pair{0.25, 30.0}, {0.1, 5.0}, {0.8, 2.0}}) {
-    const std::vector<double> s = NotchFilter(w0, q);
-    const auto& r = Ref()["notch_" + std::string(w0 == 0.25 ? "0.25" : w0 == 0.1 ? "0.1" : "0.8") +
-                          "_" + (q == 30.0 ? "30.0" : q == 5.0 ? "5.0" : "2.0")];
-    ExpectClose(s, r, 1e-14, "notch");
-  }
+  for (auto [w0, q, name] :
+       {std::tuple{0.25, 30.0, "notch_0.25_30.0"}, {0.1, 5.0, "notch_0.1_5.0"}, {0.8, 2.0, "notch_0.8_2.0"}})
+    ExpectClose(NotchFilter(w0, q), Ref()[name], 1e-14, name);
 }
 
 TEST(SavGolayOracle, TapsMatchSavgolCoeffs) {
   for (auto [n, p] : {std::pair{5, 2}, {11, 3}, {31, 4}, {12, 3}, {21, 0}, {7, 6}, {51, 10}, {40, 7}})
-    ExpectClose(SavGolayImpulse(n, p),
-                Ref()["savgol_" + std::to_string(n) + "_" + std::to_string(p)], 1e-12,
+    ExpectClose(SavGolayImpulse(n, p), Ref()["savgol_" + std::to_string(n) + "_" + std::to_string(p)], 1e-12,
                 "length " + std::to_string(n) + " order " + std::to_string(p));
 }
 

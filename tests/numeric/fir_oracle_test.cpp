@@ -18,18 +18,6 @@ const ReferenceData& Ref() {
   return ref;
 }
 
-template <class H, class In, class Out>
-void CheckFir(const std::vector<H>& h, const std::vector<In>& x, const std::vector<Out>& want,
-              int U = 1, int du = 0, int D = 1, int dd = 0) {
-  for (const int level : KernelLevels()) {
-    SCOPED_TRACE("kernel level " + std::to_string(level));
-    FirState s;
-    FirInit(s, std::span<const H>(h), std::is_same_v<In, cplx>, U, du, D, dd);
-    detail::FirUseKernelLevel(s, level);
-    FirRunner<In, Out>().Check(s, x, want, 1e-12);
-  }
-}
-
 std::vector<double> Head(const std::vector<double>& v, std::size_t n) { return {v.begin(), v.begin() + n}; }
 std::vector<cplx> Head(const std::vector<cplx>& v, std::size_t n) { return {v.begin(), v.begin() + n}; }
 

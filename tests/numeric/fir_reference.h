@@ -1,11 +1,12 @@
 #pragma once
 // Slow, obviously correct multirate FIR: builds the up-sampled stream, convolves and reads
 // every D-th value, in long double.
-#include <algorithm>
 #include <complex>
 #include <cstddef>
+#include <string>
 #include <vector>
 
+#include "block_runner.h"
 #include "sigflow/numeric/FirState.h"
 
 namespace sigflow::test {
@@ -52,6 +53,20 @@ auto FirRunner() {
   return MakeRunner<FirState, In, Out>(
       [](FirState& s, std::span<const In> in, std::span<Out> out) { return FirFilter(s, in, out); },
       [](const FirState& s, std::size_t n) { return FirOutputCount(s, n); });
+}
+
+// The filter at every kernel level this CPU runs (or only the widest), in every blocking, against want.
+template <class H, class In, class Out>
+void CheckFir(const std::vector<H>& h, const std::vector<In>& x, const std::vector<Out>& want, int U = 1, int du = 0,
+              int D = 1, int dd = 0, bool allLevels = true) {
+  for (const int level : KernelLevels()) {
+    if (!allLevels && level != KernelLevels().back()) continue;
+    SCOPED_TRACE("kernel level " + std::to_string(level));
+    FirState s;
+    FirInit(s, std::span<const H>(h), std::is_same_v<In, std::complex<double>>, U, du, D, dd);
+    detail::FirUseKernelLevel(s, level);
+    FirRunner<In, Out>().Check(s, x, want, 1e-12);
+  }
 }
 
 }  // namespace sigflow::test

@@ -22,30 +22,12 @@ const ReferenceData& Ref() {
 
 template <class T>
 auto IirRunner() {
-  return MakeRunner<IirState, T, T>(
-      [](IirState& s, std::span<const T> in, std::span<T> out) {
-        IirFilter(s, in, out);
-        return in.size();
-      },
-      [](const IirState&, std::size_t n) { return n; });
+  return SameLengthRunner<IirState, T>([](IirState& s, std::span<const T> in, std::span<T> out) { IirFilter(s, in, out); });
 }
 
 auto MedianRunner() {
-  return MakeRunner<MedianState, double, double>(
-      [](MedianState& s, std::span<const double> in, std::span<double> out) {
-        MedianFilter(s, in, out);
-        return in.size();
-      },
-      [](const MedianState&, std::size_t n) { return n; });
-}
-
-auto EnvelopeRunner(int n) {
-  return MakeRunner<EnvelopeState, double, double>(
-      [n](EnvelopeState& s, std::span<const double> in, std::span<double> out) {
-        EnvelopeDetector(s, in, out, n);
-        return in.size();
-      },
-      [](const EnvelopeState&, std::size_t n) { return n; });
+  return SameLengthRunner<MedianState, double>(
+      [](MedianState& s, std::span<const double> in, std::span<double> out) { MedianFilter(s, in, out); });
 }
 
 }  // namespace
@@ -102,6 +84,8 @@ TEST(EnvelopeOracle, MatchesTheDefinitionBuiltFromLfilter) {
     SCOPED_TRACE("length " + std::to_string(n));
     EnvelopeState s;
     EnvelopeInit(s, n);
-    EnvelopeRunner(n).Check(s, x, Real(Ref(), "envelope_" + std::to_string(n)), 1e-12);
+    SameLengthRunner<EnvelopeState, double>([n](EnvelopeState& e, std::span<const double> in, std::span<double> out) {
+      EnvelopeDetector(e, in, out, n);
+    }).Check(s, x, Real(Ref(), "envelope_" + std::to_string(n)), 1e-12);
   }
 }

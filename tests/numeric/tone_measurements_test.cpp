@@ -8,6 +8,7 @@
 
 #include "sigflow/core/Exceptions.h"
 #include "sigflow/numeric/ToneMeasurements.h"
+#include "support/exception_text.h"
 
 using namespace sigflow;
 
@@ -107,12 +108,7 @@ TEST(ToneMeasurements, SnrAndSinadOfSineInWhiteNoiseMatchTheTruth) {
 TEST(ToneMeasurements, RejectsMeaninglessSettings) {
   std::vector<double> amplt(16, 1.0);
   auto s = Settings(1.0, 0.0);
-  try {
-    MeasureTone(amplt, s);
-    FAIL();
-  } catch (const Exception& e) {
-    EXPECT_EQ(e.Message(), "MeasureTone: BinHz <= 0");
-  }
+  EXPECT_EQ(test::MessageOf([&] { MeasureTone(amplt, s); }), "MeasureTone: BinHz <= 0");
   s.BinHz = 1;
   s.MainlobeWidth = 0;
   EXPECT_THROW(MeasureTone(amplt, s), Exception);

