@@ -10,7 +10,7 @@
 #include "sigflow/numeric/Cepstrum.h"
 #include "sigflow/numeric/Vec.h"
 #include "support/alloc_counter.h"
-#include "support/exception_text.h"
+#include "support/message.h"
 
 using namespace sigflow;
 using sigflow::test::CloseTo;

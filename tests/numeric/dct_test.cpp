@@ -8,7 +8,7 @@
 #include "sigflow/numeric/Dct.h"
 #include "sigflow/numeric/Vec.h"
 #include "support/alloc_counter.h"
-#include "support/exception_text.h"
+#include "support/message.h"
 
 using namespace sigflow;
 using sigflow::test::CloseTo;

@@ -14,7 +14,7 @@
 #include "numeric_check.h"
 #include "sigflow/core/Exceptions.h"
 #include "support/alloc_counter.h"
-#include "support/exception_text.h"
+#include "support/message.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include "sigflow/numeric/FirDesign.h"
 #include "sigflow/numeric/IirDesign.h"
 #include "sigflow/numeric/RemezDesign.h"
-#include "support/exception_text.h"
+#include "support/message.h"
 
 namespace sigflow {
 namespace {

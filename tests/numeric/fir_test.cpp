@@ -8,7 +8,7 @@
 #include "fir_reference.h"
 #include "sigflow/core/Exceptions.h"
 #include "sigflow/numeric/FirState.h"
-#include "support/exception_text.h"
+#include "support/message.h"
 
 using namespace sigflow;
 using namespace sigflow::test;

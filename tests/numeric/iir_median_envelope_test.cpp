@@ -11,7 +11,7 @@
 #include "sigflow/numeric/Envelope.h"
 #include "sigflow/numeric/IirState.h"
 #include "sigflow/numeric/MedianState.h"
-#include "support/exception_text.h"
+#include "support/message.h"
 
 using namespace sigflow;
 using namespace sigflow::test;

@@ -7,7 +7,7 @@
 #include "sigflow/core/Exceptions.h"
 #include "sigflow/numeric/Fft.h"
 #include "sigflow/numeric/PeakInterpolation.h"
-#include "support/exception_text.h"
+#include "support/message.h"
 
 using namespace sigflow;
 

@@ -10,7 +10,7 @@
 #include "sigflow/numeric/Pcm.h"
 #include "sigflow/numeric/Varn.h"
 #include "sigflow/numeric/Vec.h"
-#include "support/exception_text.h"
+#include "support/message.h"
 
 using namespace sigflow;
 

@@ -8,7 +8,7 @@
 
 #include "sigflow/core/Exceptions.h"
 #include "sigflow/numeric/ToneMeasurements.h"
-#include "support/exception_text.h"
+#include "support/message.h"
 
 using namespace sigflow;
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "sigflow/core/Exceptions.h"
-#include "support/exception_text.h"
+#include "support/message.h"
 #include "tone_support.h"
 
 namespace sigflow {

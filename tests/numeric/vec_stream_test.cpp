@@ -9,7 +9,7 @@
 #include "sigflow/core/Streams.h"
 #include "sigflow/numeric/Vec.h"
 #include "support/alloc_counter.h"
-#include "support/exception_text.h"
+#include "support/message.h"
 
 using namespace sigflow;
 using sigflow::test::AllocationScope;

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "sigflow/numeric/WaveletFilters.h"
-#include "support/exception_text.h"
+#include "support/message.h"
 #include "support/reference.h"
 
 namespace sigflow {

@@ -6,7 +6,7 @@
 #include "sigflow/core/Exceptions.h"
 #include "sigflow/numeric/Vec.h"
 #include "sigflow/numeric/Windows.h"
-#include "support/exception_text.h"
+#include "support/message.h"
 
 using namespace sigflow;
 
