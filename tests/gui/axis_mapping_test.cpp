@@ -6,6 +6,7 @@
 #include <random>
 
 #include "sigflow/core/Exceptions.h"
+#include "support/message.h"
 
 namespace sigflow {
 namespace {
@@ -58,20 +59,12 @@ TEST(AxisMapping, InverseRoundTripsOnBothScales) {
 }
 
 TEST(AxisMapping, RejectsEmptyAndNonPositiveLogRanges) {
-  auto message = [](auto make) {
-    try {
-      make();
-    } catch (const Exception& e) {
-      return e.Message();
-    }
-    return std::string("no exception");
-  };
-  EXPECT_EQ(message([] { TAxisMapping(5.0, 5.0, 0, 100); }), "Axis range is empty");
-  EXPECT_EQ(message([] { TAxisMapping(5.0, 1.0, 0, 100); }), "Axis range is empty");
-  EXPECT_EQ(message([] { TAxisMapping(0.0, NAN, 0, 100); }), "Axis range is empty");
-  EXPECT_EQ(message([] { TAxisMapping(0.0, 100.0, 0, 100, asLogarithmic); }),
+  EXPECT_EQ(test::MessageOf([] { TAxisMapping(5.0, 5.0, 0, 100); }), "Axis range is empty");
+  EXPECT_EQ(test::MessageOf([] { TAxisMapping(5.0, 1.0, 0, 100); }), "Axis range is empty");
+  EXPECT_EQ(test::MessageOf([] { TAxisMapping(0.0, NAN, 0, 100); }), "Axis range is empty");
+  EXPECT_EQ(test::MessageOf([] { TAxisMapping(0.0, 100.0, 0, 100, asLogarithmic); }),
             "Logarithmic axis needs a positive range");
-  EXPECT_EQ(message([] { TAxisMapping(-1.0, 100.0, 0, 100, asLogarithmic); }),
+  EXPECT_EQ(test::MessageOf([] { TAxisMapping(-1.0, 100.0, 0, 100, asLogarithmic); }),
             "Logarithmic axis needs a positive range");
 }
 

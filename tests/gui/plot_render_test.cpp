@@ -8,6 +8,7 @@
 #include <numbers>
 #include <vector>
 
+#include "support/message.h"
 #include "sigflow/core/Exceptions.h"
 #include "sigflow/gui/PlotRenderer.h"
 #include "sigflow/gui/PlotWidget.h"
@@ -135,18 +136,10 @@ TEST_F(PlotRender, PngFileHoldsTheRenderedImage) {
 
 TEST_F(PlotRender, WriteErrorsRaiseWithThePath) {
   const TPlotData d = ToneSpectrum({1000.0});
-  try {
-    RenderPlotToPng(d, "/nonexistent-dir/plot.png");
-    FAIL() << "no exception";
-  } catch (const EWriteError& e) {
-    EXPECT_EQ(e.Message(), "Cannot write plot image \"/nonexistent-dir/plot.png\"");
-  }
-  try {
-    RenderPlotToPng(d, "/tmp/never-written.png", 0, 900);
-    FAIL() << "no exception";
-  } catch (const Exception& e) {
-    EXPECT_EQ(e.Message(), "Plot image size must be positive");
-  }
+  EXPECT_EQ(test::MessageOf<EWriteError>([&] { RenderPlotToPng(d, "/nonexistent-dir/plot.png"); }),
+            "Cannot write plot image \"/nonexistent-dir/plot.png\"");
+  EXPECT_EQ(test::MessageOf([&] { RenderPlotToPng(d, "/tmp/never-written.png", 0, 900); }),
+            "Plot image size must be positive");
 }
 
 TEST_F(PlotRender, TimeSignalTracesFollowEachChannel) {
