@@ -8,6 +8,8 @@
 #include "sigflow/processing/GeneratorRegistration.h"
 #include "sigflow/processing/SignalFilter.h"
 #include "sigflow/processing/SignalFilterList.h"
+#include "sigflow/processing/SignalBuffer.h"
+#include "sigflow/processing/SignalDecBuffer.h"
 #include "sigflow/processing/SignalDemux.h"
 #include "sigflow/processing/SignalGenerator.h"
 #include "sigflow/processing/SignalGeneratorList.h"

@@ -1,6 +1,8 @@
 #include "sigflow/processing/BufferRegistration.h"
 
 #include "sigflow/core/ClassRegistry.h"
+#include "sigflow/processing/SignalBuffer.h"
+#include "sigflow/processing/SignalDecBuffer.h"
 #include "sigflow/processing/SignalDemux.h"
 #include "sigflow/processing/SignalIncBuffer.h"
 #include "sigflow/processing/SignalMux.h"
@@ -8,7 +10,9 @@
 namespace sigflow {
 
 void RegisterSignalBufferClasses() {
+  RegisterComponentClass<TSignalBuffer>("TSignalBuffer");
   RegisterComponentClass<TSignalIncBuffer>("TSignalIncBuffer");
+  RegisterComponentClass<TSignalDecBuffer>("TSignalDecBuffer");
   RegisterComponentClass<TSignalMux>("TSignalMux");
   RegisterComponentClass<TSignalDemux>("TSignalDemux");
 }

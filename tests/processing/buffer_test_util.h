@@ -1,77 +1,52 @@
 #pragma once
-// A pull-driven source for the buffer and channel tests: each update emits the next block of
-// Frames() frames of Channels() interleaved channels. Sample k (counted over the whole
-// stream) of channel c is Value(k, c) = 10 k + c, or the complex (10 k + c, -k) when Complex,
-// so every output sample tells where it came from. After Blocks() blocks (when > 0) the
-// source reports the end of its data.
+// A pull-driven source for the buffer and channel tests: each update emits the next Frames
+// frames of Channels interleaved channels, sample k (over the whole stream) of channel c
+// being Value(k, c) = 10 k + c (complex: (10 k + c, -k)), so each output sample tells where it
+// came from. After Blocks blocks (when > 0) it reports the end of its data.
 #include <complex>
-#include <string>
 #include <vector>
 
-#include "sigflow/core/ClassRegistry.h"
 #include "sigflow/tools/Signal.h"
 
 namespace sigflow::test {
 
 class TRampSource : public TSignal {
 public:
-  explicit TRampSource(TComponent* AOwner) : TSignal(AOwner) { SetUsesInputs(false); }
-  std::string ClassName() const override { return "TRampSource"; }
-  static const TPropertyTable& ClassProperties() {
-    static const TPropertyTable table(&TSignal::ClassProperties(), {
-        Property("Frames", &TRampSource::Frames, &TRampSource::SetFrames, 0),
-        Property("Channels", &TRampSource::Channels, &TRampSource::SetChannels, 1),
-    });
-    return table;
+  explicit TRampSource(TComponent* AOwner, int frames = 0, int channels = 1) : TSignal(AOwner) {
+    SetUsesInputs(false);
+    Frames = frames;
+    Channels = channels;
   }
-  const TPropertyTable& Properties() const override { return ClassProperties(); }
-
   static double Value(long long k, int c) { return 10.0 * double(k) + c; }
   static std::complex<double> CValue(long long k, int c) { return {Value(k, c), -double(k)}; }
 
-  int Frames() const { return frames_; }
-  void SetFrames(int Value) { frames_ = Value; }
-  int Channels() const { return channels_; }
-  void SetChannels(int Value) { channels_ = Value; }
-  int Blocks() const { return blocks_; }
-  void SetBlocks(int Value) { blocks_ = Value; }
-  bool MakeComplex() const { return complex_; }
-  void SetMakeComplex(bool Value) { complex_ = Value; }
-  long long Next() const { return next_; }
-  int Updates() const { return updates_; }
+  int Frames, Channels, Blocks = 0, Updates = 0;
+  bool MakeComplex = false;
+  long long Next = 0;  // stream index of the next frame
 
 protected:
   bool InternalUpdate() override {
-    if (blocks_ > 0 && updates_ >= blocks_) return false;
-    ++updates_;
-    SetChannelCount(channels_);
-    Data().Size(frames_ * channels_, complex_);
-    for (int k = 0; k < frames_; ++k)
-      for (int c = 0; c < channels_; ++c) {
-        if (complex_) Data().SetCValues(k * channels_ + c, CValue(next_ + k, c));
-        else Data().SetValues(k * channels_ + c, Value(next_ + k, c));
-      }
-    next_ += frames_;
+    if (Blocks > 0 && Updates >= Blocks) return false;
+    ++Updates;
+    SetChannelCount(Channels);
+    Data().Size(Frames * Channels, MakeComplex);
+    for (int i = 0; i < Frames * Channels; ++i) Data().SetCValues(i, CValue(Next + i / Channels, i % Channels));
+    Next += Frames;
     return true;
   }
-
-private:
-  int frames_ = 0;
-  int channels_ = 1;
-  int blocks_ = 0;
-  bool complex_ = false;
-  long long next_ = 0;
-  int updates_ = 0;
 };
 
-inline bool RegisterRampSource() { return RegisterComponentClass<TRampSource>("TRampSource"); }
-
-// Data of a signal as complex samples.
-inline std::vector<std::complex<double>> Samples(const TVec& v) {
-  std::vector<std::complex<double>> out;
-  for (int i = 0; i < v.Length(); ++i) out.push_back(v.CValues(i));
+// Real parts of a signal's samples; Frames(first, n, channels): the ramp's values there.
+inline std::vector<double> Reals(const TSignal& s) {
+  std::vector<double> out;
+  for (int i = 0; i < s.Length(); ++i) out.push_back(s.Data().CValues(i).real());
   return out;
 }
-inline std::vector<std::complex<double>> Samples(const TSignal& s) { return Samples(s.Data()); }
+inline std::vector<double> Frames(long long first, int n, int channels = 1) {
+  std::vector<double> out;
+  for (long long k = first; k < first + n; ++k)
+    for (int c = 0; c < channels; ++c) out.push_back(TRampSource::Value(k, c));
+  return out;
+}
 
 }  // namespace sigflow::test

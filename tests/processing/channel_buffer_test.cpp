@@ -1,252 +1,177 @@
-// Channel extraction and growing windows: TSignalDemux and TSignalIncBuffer as pull-driven
-// stages, across blocks, persisted and allocation-free.
+// TSignalDemux, TSignalMux and TSignalIncBuffer as pull-driven chain stages: sample order and
+// timing across blocks, the mux's messages, growing windows over a streaming filter.
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <complex>
-#include <numbers>
+#include <memory>
+#include <string>
 #include <vector>
 
 #include "buffer_test_util.h"
 #include "sigflow/analysis/SpectrumAnalyzer.h"
-#include "sigflow/core/ClassRegistry.h"
 #include "sigflow/core/Exceptions.h"
-#include "sigflow/core/Persistence.h"
-#include "sigflow/processing/BufferRegistration.h"
 #include "sigflow/processing/SignalDemux.h"
+#include "sigflow/processing/SignalFilter.h"
 #include "sigflow/processing/SignalIncBuffer.h"
-#include "support/alloc_counter.h"
+#include "sigflow/processing/SignalMux.h"
+#include "sigflow/tools/SignalCollection.h"
 
 namespace sigflow {
 namespace {
 
+using test::Frames;
+using test::Reals;
 using test::TRampSource;
-using Cplx = std::complex<double>;
 
-TEST(SignalDemux, PicksEveryChannelCountThSampleAtThePerChannelRate) {
-  TRampSource src(nullptr);
-  src.SetSamplingFrequency(3000);
-  src.SetChannels(3);
-  src.SetFrames(7);
-  TSignalDemux demux(nullptr);
-  demux.SetInput(&src);
-  demux.SetChannel(2);
-  ASSERT_TRUE(demux.Pull());
-  ASSERT_EQ(demux.Length(), 7);
-  // Input samples 2, 5, 8, ...: channel 2 of frames 0, 1, 2, ...
-  for (int k = 0; k < 7; ++k) EXPECT_EQ(demux.Data().Values(k), src.Data().Values(3 * k + 2)) << k;
-  EXPECT_EQ(demux.Data().Values(6), TRampSource::Value(6, 2));
-  EXPECT_EQ(demux.ChannelCount(), 1);
-  EXPECT_DOUBLE_EQ(demux.SamplingFrequency(), 3000);
-  EXPECT_DOUBLE_EQ(demux.SamplingTime(), 7.0 / 3000);
-  EXPECT_DOUBLE_EQ(demux.Dt(), 1.0 / 3000);
-  // The next pull takes the next block of the same channel.
-  ASSERT_TRUE(demux.Pull());
-  EXPECT_EQ(demux.Data().Values(0), TRampSource::Value(7, 2));
-
-  // Channel 0 of complex data; a channel past the last reads on into the next frame.
-  src.SetMakeComplex(true);
-  demux.SetChannel(0);
-  ASSERT_TRUE(demux.Pull());
-  EXPECT_TRUE(demux.Complex());
-  EXPECT_EQ(test::Samples(demux)[3], TRampSource::CValue(14 + 3, 0));
-  demux.SetChannel(3);
-  ASSERT_TRUE(demux.Pull());
-  ASSERT_EQ(demux.Length(), 6);
-  EXPECT_EQ(test::Samples(demux)[0], TRampSource::CValue(21 + 1, 0));
+std::string UpdateError(TAnalysis& a) {
+  try {
+    a.Update();
+  } catch (const Exception& e) {
+    return e.Message();
+  }
+  return "no exception";
 }
 
-TEST(SignalDemux, NegativeChannelFailsWithTheComponentName) {
-  TRampSource src(nullptr);
-  src.SetChannels(2);
-  src.SetFrames(4);
+TEST(SignalDemux, PicksOneChannelAtThePerChannelRate) {
+  TRampSource src(nullptr, 7, 3);
+  src.SetSamplingFrequency(3000);
   TSignalDemux demux(nullptr);
   demux.SetName("Demux1");
   demux.SetInput(&src);
-  demux.SetChannel(-1);
-  EXPECT_EQ(demux.Channel(), -1);
-  try {
-    demux.Pull();
-    FAIL() << "no exception";
-  } catch (const Exception& e) {
-    EXPECT_EQ(e.Message(), "Demux1: TVec: DownSample needs factor >= 1 and phase >= 0");
+  demux.SetChannel(2);
+  for (int block = 0; block < 2; ++block) {
+    ASSERT_TRUE(demux.Pull());
+    std::vector<double> want;  // input samples 2, 5, 8, ...
+    for (int k = 0; k < 7; ++k) want.push_back(src.Data().Values(3 * k + 2));
+    EXPECT_EQ(Reals(demux), want);
+    EXPECT_EQ(want[0], TRampSource::Value(7 * block, 2));
   }
-}
-
-// Two tones, one per channel, bin-centred: the analyzer behind the demux sees only its tone,
-// at the per-channel frequency.
-TEST(SignalDemux, FeedsASpectrumAnalyzerOneChannel) {
-  class TTwoTones : public TSignal {
-  public:
-    explicit TTwoTones(TComponent* o) : TSignal(o) { SetUsesInputs(false); }
-  protected:
-    bool InternalUpdate() override {
-      SetChannelCount(2);
-      Data().Size(2 * 512, false);
-      for (int k = 0; k < 512; ++k) {
-        Data().SetValues(2 * k, std::sin(2 * std::numbers::pi * 62.5 * k / 1000));
-        Data().SetValues(2 * k + 1, 0.5 * std::sin(2 * std::numbers::pi * 125.0 * k / 1000));
-      }
-      return true;
-    }
-  };
-  TTwoTones src(nullptr);
-  src.SetSamplingFrequency(1000);
-  TSignalDemux demux(nullptr);
-  demux.SetInput(&src);
+  EXPECT_EQ(demux.ChannelCount(), 1);
+  EXPECT_DOUBLE_EQ(demux.SamplingFrequency(), 3000);
+  EXPECT_DOUBLE_EQ(demux.SamplingTime(), 7.0 / 3000);
+  // Downstream stages see the per-channel rate: 7 samples in an 8-point transform, 3000 / 8 Hz bins.
   TSpectrumAnalyzer ana(nullptr);
   ana.SetInput(&demux);
-  for (int channel : {0, 1}) {
-    demux.SetChannel(channel);
-    ASSERT_TRUE(ana.Pull());
-    EXPECT_EQ(demux.Length(), 512);
-    EXPECT_DOUBLE_EQ(ana.SamplingFrequency(), 1000);
-    EXPECT_NEAR(ana.Amplt().MaxIndex() * ana.HzRes(), channel == 0 ? 62.5 : 125.0, 1e-9);
-  }
+  ASSERT_TRUE(ana.Pull());
+  EXPECT_DOUBLE_EQ(ana.SamplingFrequency(), 3000);
+  EXPECT_NEAR(ana.HzRes(), 3000.0 / 8, 1e-9);
+  EXPECT_EQ(Reals(demux)[0], TRampSource::Value(14, 2));
+  demux.SetChannel(-1);
+  EXPECT_EQ(demux.Channel(), -1);
+  EXPECT_EQ(UpdateError(demux), "Demux1: TVec: DownSample needs factor >= 1 and phase >= 0");
 }
 
-// Window contents after each block: the newest min(blocks, Factor) input blocks in order.
-void ExpectWindow(const TSignalIncBuffer& buf, long long newestEnd, int frames, int blocks) {
-  ASSERT_EQ(buf.Length(), frames * blocks);
-  const long long first = newestEnd - frames * blocks;
-  for (int i = 0; i < buf.Length(); ++i)
-    ASSERT_EQ(buf.Data().Values(i), TRampSource::Value(first + i, 0)) << "sample " << i;
-}
-
-TEST(SignalIncBuffer, GrowsToFactorBlocksThenSlides) {
-  TRampSource src(nullptr);
-  src.SetSamplingFrequency(8000);
-  src.SetFrames(100);
-  TSignalIncBuffer buf(nullptr);
-  buf.SetInput(&src);
-  buf.SetFactor(3);
-  for (int block = 1; block <= 6; ++block) {
-    ASSERT_TRUE(buf.Pull());
-    ExpectWindow(buf, src.Next(), 100, std::min(block, 3));
-    EXPECT_DOUBLE_EQ(buf.SamplingFrequency(), 8000);
-  }
-  EXPECT_EQ(src.Updates(), 6);
-
-  // Shorter blocks restart the window. Longer ones are appended while the window is below
-  // 3 of them: 50 + 120 + 120 + 120 = 410 overshoots 360, so the next block restarts.
-  src.SetFrames(50);
-  ASSERT_TRUE(buf.Pull());
-  ExpectWindow(buf, src.Next(), 50, 1);
-  src.SetFrames(120);
-  for (int want : {170, 290, 410, 120, 240, 360, 360}) {
-    ASSERT_TRUE(buf.Pull());
-    ASSERT_EQ(buf.Length(), want);
-  }
-  ExpectWindow(buf, src.Next(), 120, 3);
-
-  buf.Reset();
-  EXPECT_EQ(buf.Length(), 0);
-  ASSERT_TRUE(buf.Pull());
-  ExpectWindow(buf, src.Next(), 120, 1);
-}
-
-TEST(SignalIncBuffer, FactorOneCopiesAndFactorIsAtLeastOne) {
-  TRampSource src(nullptr);
-  src.SetFrames(16);
-  src.SetMakeComplex(true);
-  TSignalIncBuffer buf(nullptr);
-  buf.SetInput(&src);
-  EXPECT_EQ(buf.Factor(), 1);
-  for (int i = 0; i < 3; ++i) {
-    ASSERT_TRUE(buf.Pull());
-    EXPECT_EQ(test::Samples(buf), test::Samples(src));
-  }
-  buf.SetFactor(0);
-  EXPECT_EQ(buf.Factor(), 1);
-  buf.SetFactor(-4);
-  EXPECT_EQ(buf.Factor(), 1);
-  // Complex blocks slide like real ones.
-  buf.SetFactor(2);
-  for (int i = 0; i < 3; ++i) ASSERT_TRUE(buf.Pull());
-  ASSERT_EQ(buf.Length(), 32);
-  EXPECT_TRUE(buf.Complex());
-  for (int i = 0; i < 32; ++i) ASSERT_EQ(buf.Data().CValues(i), TRampSource::CValue(src.Next() - 32 + i, 0));
-}
-
-TEST(SignalIncBuffer, EndOfDataStopsTheChain) {
-  TRampSource src(nullptr);
-  src.SetFrames(10);
-  src.SetBlocks(4);
-  TSignalIncBuffer buf(nullptr);
-  buf.SetInput(&src);
-  buf.SetFactor(2);
-  int pulls = 0;
-  while (buf.Pull()) ++pulls;
-  EXPECT_EQ(pulls, 4);
-  ExpectWindow(buf, 40, 10, 2);
-}
-
-// A three-channel stream: demux channel 1, then frames of four blocks sliding by one.
-struct Chain {
-  TComponent root{nullptr};
-  TRampSource* src;
-  TSignalDemux* demux;
-  TSignalIncBuffer* buf;
-  Chain() {
-    root.SetName("Form");
-    src = new TRampSource(&root);
-    src->SetName("Source");
-    src->SetSamplingFrequency(44100);
-    src->SetChannels(3);
-    src->SetFrames(64);
-    demux = new TSignalDemux(&root);
-    demux->SetName("Demux");
-    demux->SetInput(src);
-    demux->SetChannel(1);
-    buf = new TSignalIncBuffer(&root);
-    buf->SetName("Frames");
-    buf->SetInput(demux);
-    buf->SetFactor(4);
+struct MuxRig {
+  std::vector<std::unique_ptr<TRampSource>> in;
+  TSignalMux mux{nullptr};
+  MuxRig(int inputs, int frames) {
+    mux.SetName("Mux1");
+    for (int i = 0; i < inputs; ++i) {
+      in.push_back(std::make_unique<TRampSource>(nullptr, frames));
+      in.back()->SetSamplingFrequency(500);
+      mux.Inputs()->Add()->SetInput(in.back().get());
+    }
   }
 };
 
-TEST(ChannelBufferChain, SteadyStateBlocksAllocateNothing) {
-  Chain c;
-  for (int i = 0; i < 5; ++i) ASSERT_TRUE(c.buf->Pull());
-  test::AllocationScope scope;
-  for (int i = 0; i < 20; ++i) c.buf->Pull();
-  EXPECT_EQ(scope.Count(), 0u);
-  ASSERT_EQ(c.buf->Length(), 256);
-  const long long first = c.src->Next() - 256;
-  for (int i = 0; i < 256; ++i) ASSERT_EQ(c.buf->Data().Values(i), TRampSource::Value(first + i, 1));
-  EXPECT_DOUBLE_EQ(c.buf->SamplingFrequency(), 44100);
+TEST(SignalMux, InterleavesInChannelOrderAndDemuxUndoesIt) {
+  MuxRig r(2, 4);
+  r.in[1]->Pull();  // b runs a block ahead: a_k = 10 k, b_k = 10 (k + 4)
+  ASSERT_TRUE(r.mux.Pull());
+  EXPECT_EQ(Reals(r.mux), (std::vector<double>{0, 40, 10, 50, 20, 60, 30, 70}));
+  EXPECT_EQ(r.mux.ChannelCount(), 2);
+  EXPECT_DOUBLE_EQ(r.mux.SamplingFrequency(), 500);
+  EXPECT_DOUBLE_EQ(r.mux.SamplingTime(), 4.0 / 500);
+  MuxRig three(3, 16);
+  TSignalDemux demux(nullptr);
+  demux.SetInput(&three.mux);
+  for (int pull = 0; pull < 6; ++pull) {
+    demux.SetChannel(pull % 3);
+    ASSERT_TRUE(demux.Pull());
+    EXPECT_EQ(Reals(demux), Reals(*three.in[std::size_t(pull % 3)])) << pull;
+  }
+  for (auto& s : three.in) EXPECT_EQ(s->Updates, 6);
+  TSignalMux empty(nullptr);
+  EXPECT_TRUE(empty.Update());
+  EXPECT_EQ(empty.Length(), 0);
+  EXPECT_EQ(empty.ChannelCount(), 0);
 }
 
-TEST(ChannelBufferChain, SavedTreeLoadsAndRunsTheSame) {
-  RegisterSignalBufferClasses();
-  test::RegisterRampSource();
-  for (const char* name : {"TSignalDemux", "TSignalIncBuffer"}) {
-    const TComponentClass* cls = FindComponentClass(name);
-    ASSERT_NE(cls, nullptr) << name;
-    std::unique_ptr<TComponent> made(cls->Create(nullptr));
-    EXPECT_EQ(made->ClassName(), name);
-  }
-  Chain c;
-  for (int i = 0; i < 6; ++i) ASSERT_TRUE(c.buf->Pull());
-  const auto want = test::Samples(*c.buf);
-  const std::string text = SaveComponentTreeToString(c.root);
+TEST(SignalMux, InputsMustMatchTheMuxKindAndTheFirstLength) {
+  MuxRig r(3, 4);
+  for (auto& s : r.in) s->MakeComplex = true, s->Update();
+  // The mux keeps its own (real) kind, so the first input already fails.
+  EXPECT_EQ(UpdateError(r.mux), "Mux1: Inputs[i].Input.Complex <> Self.Complex!");
+  r.mux.SetComplex(true);
+  ASSERT_TRUE(r.mux.Update());
+  EXPECT_EQ(r.mux.Data().CValues(7), TRampSource::CValue(2, 0));
+  r.in[2]->Frames = 5;
+  r.in[2]->Update();
+  EXPECT_EQ(UpdateError(r.mux), "Mux1: Inputs[i].Input.Length <> Self.Length!");
+  r.in[2]->Frames = 3;
+  r.in[2]->Update();
+  EXPECT_EQ(UpdateError(r.mux), "Mux1: Inputs[i].Input.Length <> Self.Length!");
+}
 
-  TComponent back(nullptr);
-  back.SetName("Form");
-  LoadComponentTreeFromString(back, text);
-  auto* src = dynamic_cast<TRampSource*>(back.FindComponent("Source"));
-  auto* demux = dynamic_cast<TSignalDemux*>(back.FindComponent("Demux"));
-  auto* buf = dynamic_cast<TSignalIncBuffer*>(back.FindComponent("Frames"));
-  ASSERT_TRUE(src && demux && buf);
-  EXPECT_EQ(demux->Channel(), 1);
-  EXPECT_EQ(demux->Input(), src);
-  EXPECT_EQ(buf->Factor(), 4);
-  EXPECT_EQ(buf->Input(), demux);
-  // The restored window is the saved one; a fresh source replays the stream from its start.
-  EXPECT_EQ(test::Samples(*buf), want);
-  buf->Reset();
-  for (int i = 0; i < 6; ++i) ASSERT_TRUE(buf->Pull());
-  EXPECT_EQ(test::Samples(*buf), want);
+void ExpectWindow(const TSignal& buf, long long end, int n) {
+  ASSERT_EQ(buf.Length(), n);
+  EXPECT_EQ(Reals(buf), Frames(end - n, n));
+}
+
+TEST(SignalIncBuffer, GrowsToFactorBlocksThenSlides) {
+  TRampSource src(nullptr, 100);
+  src.SetSamplingFrequency(8000);
+  TSignalIncBuffer buf(nullptr);
+  buf.SetInput(&src);
+  buf.SetFactor(3);
+  for (int n : {100, 200, 300, 300, 300}) {
+    ASSERT_TRUE(buf.Pull());
+    ExpectWindow(buf, src.Next, n);
+  }
+  EXPECT_DOUBLE_EQ(buf.SamplingFrequency(), 8000);
+  // Shorter blocks restart; longer ones are appended while below 3 of them (overshooting).
+  src.Frames = 50;
+  ASSERT_TRUE(buf.Pull());
+  ExpectWindow(buf, src.Next, 50);
+  src.Frames = 120;
+  for (int n : {170, 290, 410, 120, 240, 360, 360}) {
+    ASSERT_TRUE(buf.Pull());
+    ASSERT_EQ(buf.Length(), n);
+  }
+  ExpectWindow(buf, src.Next, 360);
+  buf.Reset();
+  ASSERT_TRUE(buf.Pull());
+  ExpectWindow(buf, src.Next, 120);
+  buf.SetFactor(0);
+  EXPECT_EQ(buf.Factor(), 1);
+  src.MakeComplex = true;
+  ASSERT_TRUE(buf.Pull());
+  EXPECT_EQ(buf.Data().CValues(119), TRampSource::CValue(src.Next - 1, 0));
+}
+
+// Each window equals the filter run over the whole stream at once: the filter state
+// carried across blocks shows in every frame.
+TEST(SignalIncBuffer, TurnsStreamingFilterOutputIntoOverlappingFrames) {
+  TRampSource src(nullptr, 32);
+  src.SetSamplingFrequency(1000);
+  TSignalFilter filter(nullptr);
+  filter.SetInput(&src);
+  filter.SetResponse(rstMovingAverage);
+  filter.SetFirLength(5);
+  TSignalIncBuffer frames(nullptr);
+  frames.SetInput(&filter);
+  frames.SetFactor(4);
+  for (int block = 1; block <= 9; ++block) {
+    ASSERT_TRUE(frames.Pull());
+    const int n = 32 * std::min(block, 4);
+    ASSERT_EQ(frames.Length(), n);
+    for (int i = 0; i < n; ++i) {
+      const long long k = src.Next - n + i;
+      double sum = 0;
+      for (long long j = std::max(0LL, k - 4); j <= k; ++j) sum += TRampSource::Value(j, 0);
+      ASSERT_NEAR(frames.Data().Values(i), sum / 5, 1e-9 * (1 + sum)) << block << " " << i;
+    }
+  }
+  EXPECT_EQ(src.Updates, 9);
 }
 
 }  // namespace
