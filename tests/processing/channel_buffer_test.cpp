@@ -14,6 +14,7 @@
 #include "sigflow/processing/SignalIncBuffer.h"
 #include "sigflow/processing/SignalMux.h"
 #include "sigflow/tools/SignalCollection.h"
+#include "support/message.h"
 
 namespace sigflow {
 namespace {
@@ -21,15 +22,6 @@ namespace {
 using test::Frames;
 using test::Reals;
 using test::TRampSource;
-
-std::string UpdateError(TAnalysis& a) {
-  try {
-    a.Update();
-  } catch (const Exception& e) {
-    return e.Message();
-  }
-  return "no exception";
-}
 
 TEST(SignalDemux, PicksOneChannelAtThePerChannelRate) {
   TRampSource src(nullptr, 7, 3);
@@ -57,7 +49,7 @@ TEST(SignalDemux, PicksOneChannelAtThePerChannelRate) {
   EXPECT_EQ(Reals(demux)[0], TRampSource::Value(14, 2));
   demux.SetChannel(-1);
   EXPECT_EQ(demux.Channel(), -1);
-  EXPECT_EQ(UpdateError(demux), "Demux1: TVec: DownSample needs factor >= 1 and phase >= 0");
+  EXPECT_EQ(test::MessageOf([&] { demux.Update(); }), "Demux1: TVec: DownSample needs factor >= 1 and phase >= 0");
 }
 
 struct MuxRig {
@@ -100,16 +92,16 @@ TEST(SignalMux, InputsMustMatchTheMuxKindAndTheFirstLength) {
   MuxRig r(3, 4);
   for (auto& s : r.in) s->MakeComplex = true, s->Update();
   // The mux keeps its own (real) kind, so the first input already fails.
-  EXPECT_EQ(UpdateError(r.mux), "Mux1: Inputs[i].Input.Complex <> Self.Complex!");
+  EXPECT_EQ(test::MessageOf([&] { r.mux.Update(); }), "Mux1: Inputs[i].Input.Complex <> Self.Complex!");
   r.mux.SetComplex(true);
   ASSERT_TRUE(r.mux.Update());
   EXPECT_EQ(r.mux.Data().CValues(7), TRampSource::CValue(2, 0));
   r.in[2]->Frames = 5;
   r.in[2]->Update();
-  EXPECT_EQ(UpdateError(r.mux), "Mux1: Inputs[i].Input.Length <> Self.Length!");
+  EXPECT_EQ(test::MessageOf([&] { r.mux.Update(); }), "Mux1: Inputs[i].Input.Length <> Self.Length!");
   r.in[2]->Frames = 3;
   r.in[2]->Update();
-  EXPECT_EQ(UpdateError(r.mux), "Mux1: Inputs[i].Input.Length <> Self.Length!");
+  EXPECT_EQ(test::MessageOf([&] { r.mux.Update(); }), "Mux1: Inputs[i].Input.Length <> Self.Length!");
 }
 
 void ExpectWindow(const TSignal& buf, long long end, int n) {
