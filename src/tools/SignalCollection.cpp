@@ -21,10 +21,6 @@ const TPropertyTable& TSignalItem::ClassProperties() {
   return table;
 }
 
-TSignal* TSignalItem::Input() const { return static_cast<TSignal*>(input_); }
-
-void TSignalItem::SetInput(TSignal* Value) { Connect(Value); }
-
 void TSignalItem::Assign(TPersistent* Source) {
   if (auto* src = dynamic_cast<TSignalItem*>(Source)) return SetInput(src->Input());
   TCollectionItem::Assign(Source);

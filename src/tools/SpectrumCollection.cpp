@@ -21,10 +21,6 @@ const TPropertyTable& TSpectrumItem::ClassProperties() {
   return table;
 }
 
-TSpectrum* TSpectrumItem::Input() const { return static_cast<TSpectrum*>(input_); }
-
-void TSpectrumItem::SetInput(TSpectrum* Value) { Connect(Value); }
-
 void TSpectrumItem::Assign(TPersistent* Source) {
   if (auto* src = dynamic_cast<TSpectrumItem*>(Source)) return SetInput(src->Input());
   TCollectionItem::Assign(Source);

@@ -12,8 +12,6 @@
 
 namespace sigflow {
 
-class TAnalysis;
-
 class TInputCollection : public TCollection {
 public:
   TInputCollection(TCollectionItemClass ItemClass, TComponent* AOwner)
@@ -32,12 +30,26 @@ private:
   TComponent* owner_;
 };
 
+// T is the input's class (TSignal, TSpectrum); the members that touch the input are
+// instantiated where T is complete.
+template <class T>
 class TInputItem : public TCollectionItem {
 public:
   // An item that goes away disconnects its input like SetInput(nil), so the input stops
   // calling a handler of a consumer that may be gone.
-  ~TInputItem() override;
+  ~TInputItem() override { Disconnect(); }
 
+  T* Input() const { return input_; }
+  // Clears the old input's OnNotifyUpdate, stores Value, then gives Value the collection's
+  // OnSetInput and registers the collection's owner for Value's removal.
+  void SetInput(T* Value) {
+    Disconnect();
+    input_ = Value;
+    if (!Value) return;
+    auto* owner = dynamic_cast<TInputCollection*>(Collection());
+    Value->SetOnNotifyUpdate(owner ? owner->OnSetInput() : TNotifyEvent());
+    if (owner && owner->GetOwner()) Value->FreeNotification(owner->GetOwner());
+  }
   // Forgets the input without touching its event.
   void Reset() { input_ = nullptr; }
   const TNotifyEvent& OnSetInput() const { return onSetInput_; }
@@ -45,13 +57,14 @@ public:
 
 protected:
   explicit TInputItem(TCollection* Collection) : TCollectionItem(Collection) {}
-  // Clears the old input's OnNotifyUpdate, stores Value, then gives Value the collection's
-  // OnSetInput and registers the collection's owner for Value's removal.
-  void Connect(TAnalysis* Value);
-
-  TAnalysis* input_ = nullptr;
 
 private:
+  // A dying input's events die with it; its TAnalysis part may already be gone.
+  void Disconnect() {
+    if (input_ && !input_->ComponentState().Contains(csDestroying)) input_->SetOnNotifyUpdate(nullptr);
+  }
+
+  T* input_ = nullptr;
   TNotifyEvent onSetInput_;
 };
 

@@ -9,7 +9,7 @@ namespace sigflow {
 
 class TSignal;
 
-class TSignalItem : public TInputItem {
+class TSignalItem : public TInputItem<TSignal> {
 public:
   // Raises Exception "Collection = nil!" unless Collection is a TSignalCollection.
   explicit TSignalItem(TCollection* Collection);
@@ -18,8 +18,6 @@ public:
   static const TPropertyTable& ClassProperties();
   const TPropertyTable& Properties() const override { return ClassProperties(); }
 
-  TSignal* Input() const;
-  void SetInput(TSignal* Value);
   void Assign(TPersistent* Source) override;
 };
 

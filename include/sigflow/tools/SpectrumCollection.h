@@ -10,7 +10,7 @@ namespace sigflow {
 
 class TSpectrum;
 
-class TSpectrumItem : public TInputItem {
+class TSpectrumItem : public TInputItem<TSpectrum> {
 public:
   // Raises Exception "Collection = nil!" unless Collection is a TSpectrumCollection.
   explicit TSpectrumItem(TCollection* Collection);
@@ -19,8 +19,6 @@ public:
   static const TPropertyTable& ClassProperties();
   const TPropertyTable& Properties() const override { return ClassProperties(); }
 
-  TSpectrum* Input() const;
-  void SetInput(TSpectrum* Value);
   void Assign(TPersistent* Source) override;
 };
 
