@@ -36,10 +36,6 @@ constexpr double BuiltInSeconds = 10;
 // Exponential averaging time constant, in frames, when --averages is 0.
 constexpr int DefaultExponentialFrames = 8;
 
-double Db(double amplitude) {
-  return amplitude > 0 ? 20.0 * std::log10(amplitude) : -std::numeric_limits<double>::infinity();
-}
-
 // ---- names of the analyzer's settings ------------------------------------------------------
 
 struct TNamed {
@@ -145,21 +141,6 @@ TAveraging FiniteForm(TAveraging a) {
   }
 }
 
-// The window of the analyzer at frame length n, as it builds it.
-TVec AnalyzerWindow(const TSpectrumAnalyzer& an, int n) {
-  double param = 0;
-  switch (an.Window()) {
-    case wtCosineTapered: param = 0.5; break;
-    case wtKaiser: param = KaiserBetaWindowAtt(an.SidelobeAtt()); break;
-    case wtChebyshev: param = an.SidelobeAtt(); break;
-    case wtExponential: param = an.ExpWindow(); break;
-    default: break;
-  }
-  TVec w;
-  SignalWindow(w, an.Window(), n, wsPeriodic, param);
-  return w;
-}
-
 // Distance from the centre of the window's transform to its first null, in bins of the
 // unpadded transform: the main lobe's half width.
 double FirstNull(const TVec& w) {
@@ -188,6 +169,12 @@ int NextPowerOfTwo(int n) {
 }
 
 }  // namespace
+
+TAnalysis* SourceOf(TAnalysis& stage) {
+  TAnalysis* a = &stage;
+  while (a->Input()) a = a->Input();
+  return a;
+}
 
 void RegisterChainClasses() {
   RegisterSignalToolsClasses();
@@ -338,8 +325,9 @@ TChainEnds BuildAnalyzeChain(TComponent& root, const TSourceChoice& src, const T
   an->Peaks()->SetLargestCount(s.Peaks);
   an->Peaks()->Interpolation()->SetMethod(TInterpolationMethod(method));
   // The tone figures integrate each tone over its main lobe, in bins of the padded transform.
-  const double nullBins =
-      FirstNull(AnalyzerWindow(*an, n)) * double(NextPowerOfTwo(n)) * s.ZeroPadding / double(n);
+  TVec w;
+  SignalWindow(w, an->Window(), n, wsPeriodic, an->WindowParameter());
+  const double nullBins = FirstNull(w) * double(NextPowerOfTwo(n)) * s.ZeroPadding / double(n);
   an->SetMainlobeWidth(2 * (int(std::ceil(nullBins)) + 1) + 1);
   ends.Analyzer = an;
   ends.Last = an;
@@ -356,9 +344,7 @@ TStreamTally::TStreamTally(TSpectrumAnalyzer& an) {
   }
   tap_ = in;
   // Frames that overlap in the reader repeat its overlap; stages between keep the framing.
-  TAnalysis* a = in;
-  while (a && a->Input()) a = a->Input();
-  if (auto* rd = dynamic_cast<TSignalRead*>(a); rd && rd->Framing() && rd->ChannelCount() > 0) {
+  if (auto* rd = in ? dynamic_cast<TSignalRead*>(SourceOf(*in)) : nullptr; rd && rd->Framing() && rd->ChannelCount() > 0) {
     const int frame = rd->Length() / rd->ChannelCount();
     overlap_ = std::max(0, frame - rd->FrameStep());
   }
@@ -388,9 +374,7 @@ std::int64_t RunToEnd(TAnalysis& last, const std::vector<TSpectrumAnalyzer*>& an
                       std::vector<TStreamTally>& tallies, std::int64_t blocks, TProgress* progress,
                       const std::string& chainName) {
   const bool allFinite = !analyzers.empty() && std::all_of(analyzers.begin(), analyzers.end(), [](auto* a) { return CompletesItsAverage(*a); });
-  TAnalysis* root = &last;
-  while (root->Input()) root = root->Input();
-  const auto* reader = dynamic_cast<const TSignalRead*>(root);
+  const auto* reader = dynamic_cast<const TSignalRead*>(SourceOf(last));
   const bool endless = !reader || (reader->Loop() && reader->MaxFrames() == 0);
   if (blocks <= 0 && !allFinite && endless)
     throw EUsage("'" + chainName + "' never ends: its source is a generator or a looping reader; give --blocks or a finite averaging");
@@ -424,6 +408,10 @@ std::int64_t RunToEnd(TAnalysis& last, const std::vector<TSpectrumAnalyzer*>& an
 }
 
 // ---- the report ----------------------------------------------------------------------------
+
+double AmplitudeDb(double amplitude) {
+  return amplitude > 0 ? 20.0 * std::log10(amplitude) : -std::numeric_limits<double>::infinity();
+}
 
 TAnalysisReport ReportOf(TSpectrumAnalyzer& an, const TStreamTally& tally, const std::string& signal) {
   if (an.Logarithmic()) throw EUsage(an.Name() + ": a logarithmic spectrum cannot be measured; clear Logarithmic");
@@ -513,7 +501,7 @@ void PrintReport(const TAnalysisReport& r) {
   std::printf("Peaks (%s interpolation):\n", r.Interpolation.c_str());
   for (std::size_t i = 0; i < r.Peaks.size(); ++i)
     std::printf("  %2zu  %14s Hz  %14s  %9s dB\n", i + 1, num(r.Peaks[i].Frequency, 9).c_str(),
-                num(r.Peaks[i].Amplitude, 8).c_str(), num(Db(r.Peaks[i].Amplitude), 5).c_str());
+                num(r.Peaks[i].Amplitude, 8).c_str(), num(AmplitudeDb(r.Peaks[i].Amplitude), 5).c_str());
   if (!r.Tone) {
     std::printf("No peak found: no distortion figures.\n");
     return;
@@ -544,7 +532,7 @@ void PrintReportJson(const TAnalysisReport& r) {
   j["interpolation"] = r.Interpolation;
   j["peaks"] = nlohmann::ordered_json::array();
   for (const TPeak& p : r.Peaks)
-    j["peaks"].push_back({{"frequency", p.Frequency}, {"amplitude", p.Amplitude}, {"amplitude_db", value(Db(p.Amplitude))}});
+    j["peaks"].push_back({{"frequency", p.Frequency}, {"amplitude", p.Amplitude}, {"amplitude_db", value(AmplitudeDb(p.Amplitude))}});
   j["thd_percent"] = fig(r.Thd);
   j["thdn_percent"] = fig(r.Thdn);
   j["snr_db"] = fig(r.Snr);

@@ -48,6 +48,11 @@ struct TChainEnds {
   double Seconds = 0;       // of signal those pulls deliver
 };
 
+// The first stage of the chain that ends in stage (the one without an Input).
+TAnalysis* SourceOf(TAnalysis& stage);
+// 20 log10 of an amplitude; minus infinity for 0.
+double AmplitudeDb(double amplitude);
+
 // Registers every class a chain file may hold.
 void RegisterChainClasses();
 // Makes the chain's components as children of root.

@@ -1,10 +1,7 @@
 // sigflow analyze: averaged spectrum, largest peaks and distortion figures of one channel.
 #include <CLI/CLI.hpp>
-#include <unistd.h>
-
+#include <algorithm>
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
 #include <cstdio>
 #include <fstream>
 #include <memory>
@@ -36,8 +33,6 @@ struct TAnalyzeOptions {
   std::string SaveChain;
 };
 
-double Db(double amplitude) { return amplitude > 0 ? 20.0 * std::log10(amplitude) : -400.0; }
-
 void WriteCsv(const TAnalysisReport& r, const std::string& path, bool db) {
   std::ofstream out(path);
   if (!out) throw EUsage("cannot write '" + path + "'");
@@ -45,21 +40,13 @@ void WriteCsv(const TAnalysisReport& r, const std::string& path, bool db) {
   out.precision(12);
   out << "frequency," << (db ? "amplitude_db" : "amplitude") << "\n";
   for (std::size_t k = 0; k < r.Amplitudes.size(); ++k)
-    out << double(k) * r.BinHz << ',' << (db ? Db(r.Amplitudes[k]) : r.Amplitudes[k]) << '\n';
+    out << double(k) * r.BinHz << ',' << (db ? std::max(AmplitudeDb(r.Amplitudes[k]), -400.0) : r.Amplitudes[k]) << '\n';
   out.flush();
   if (!out) throw EUsage("cannot write '" + path + "'");
 }
 
 void WritePlot(const TAnalysisReport& r, const std::string& path, const std::string& title) {
 #ifdef SIGFLOW_CLI_GUI
-  // Qt warns on stderr when it has to invent a runtime directory; give it a private one.
-  if (!std::getenv("XDG_RUNTIME_DIR")) {
-    const auto dir = std::filesystem::temp_directory_path() / ("sigflow-runtime-" + std::to_string(::getuid()));
-    std::error_code ec;
-    std::filesystem::create_directory(dir, ec);
-    std::filesystem::permissions(dir, std::filesystem::perms::owner_all, ec);
-    if (!ec) ::setenv("XDG_RUNTIME_DIR", dir.c_str(), 1);
-  }
   TPlotData plot = SpectrumPlot(r.Amplitudes, 0.0, r.BinHz);
   plot.Title = title;
   plot.AmplitudeScale = amDecibel;
@@ -96,17 +83,13 @@ int RunAnalyze(const TAnalyzeOptions& o) {
   TProgress progress("analyze", ends.Blocks, ends.Seconds);
   RunToEnd(*ends.Last, {&an}, tallies, builtIn ? ends.Blocks : 0, &progress, what);
   progress.Finish();
-  const TAnalysisReport r = ReportOf(an, tallies.front(), builtIn ? "builtin" : o.Source.File);
+  // JSON names the signal for a script, the text report describes it.
+  const TAnalysisReport r = ReportOf(an, tallies.front(), o.Json ? (builtIn ? "builtin" : o.Source.File) : what);
 
   if (!o.Csv.empty()) WriteCsv(r, o.Csv, o.Db);
   if (!o.Plot.empty()) WritePlot(r, o.Plot, builtIn ? "Built-in test signal" : o.Source.File);
-  if (o.Json) {
-    PrintReportJson(r);
-  } else {
-    TAnalysisReport shown = r;
-    shown.Signal = what;
-    PrintReport(shown);
-  }
+  if (o.Json) PrintReportJson(r);
+  else PrintReport(r);
   return ExitOk;
 }
 

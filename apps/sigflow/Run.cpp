@@ -72,8 +72,7 @@ int RunChain(const TRunOptions& o) {
       analyzers.push_back(an);
       tallies.emplace_back(*an);
     }
-  TAnalysis* source = last;
-  while (source->Input()) source = source->Input();
+  TAnalysis* source = SourceOf(*last);
   std::int64_t total = o.Blocks;
   double seconds = 0;
   if (auto* rd = dynamic_cast<TSignalRead*>(source); rd && total == 0) {

@@ -1,5 +1,7 @@
 #include "sigflow/gui/PlotRenderer.h"
 
+#include <unistd.h>
+
 #include <QApplication>
 #include <QFont>
 #include <QFontMetricsF>
@@ -10,6 +12,8 @@
 #include <algorithm>
 #include <clocale>
 #include <cmath>
+#include <cstdlib>
+#include <filesystem>
 #include <limits>
 #include <memory>
 
@@ -572,6 +576,14 @@ void EnsureGuiApplication() {
     if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()) == nullptr)
       throw Exception("Plotting needs a QGuiApplication, not a QCoreApplication");
     return;
+  }
+  // Qt warns on stderr when it has to invent a runtime directory; give it a private one.
+  if (!std::getenv("XDG_RUNTIME_DIR")) {
+    const auto dir = std::filesystem::temp_directory_path() / ("sigflow-runtime-" + std::to_string(::getuid()));
+    std::error_code ec;
+    std::filesystem::create_directory(dir, ec);
+    std::filesystem::permissions(dir, std::filesystem::perms::owner_all, ec);
+    if (!ec) ::setenv("XDG_RUNTIME_DIR", dir.c_str(), 1);
   }
   static int argc = 3;
   static char arg0[] = "sigflow", arg1[] = "-platform", arg2[] = "offscreen";

@@ -334,15 +334,18 @@ double TSpectrumAnalyzer::ConvergeToMaximum(double Freq) {
 
 // ------------------------------------------------------------------ window
 
-void TSpectrumAnalyzer::RebuildWindow(int Length) {
-  double param = 0;
+double TSpectrumAnalyzer::WindowParameter() const {
   switch (window_) {
-    case wtCosineTapered: param = 0.5; break;
-    case wtKaiser: param = KaiserBetaWindowAtt(sidelobeAtt_); break;
-    case wtChebyshev: param = sidelobeAtt_; break;
-    case wtExponential: param = expWindow_; break;
-    default: break;
+    case wtCosineTapered: return 0.5;
+    case wtKaiser: return KaiserBetaWindowAtt(sidelobeAtt_);
+    case wtChebyshev: return sidelobeAtt_;
+    case wtExponential: return expWindow_;
+    default: return 0;
   }
+}
+
+void TSpectrumAnalyzer::RebuildWindow(int Length) {
+  const double param = WindowParameter();
   if (Length == windowBuiltLength_ && window_ == windowBuiltType_ && param == windowBuiltParam_) return;
   SignalWindow(windowVec_, window_, Length, wsPeriodic, param);
   windowBuiltLength_ = Length;

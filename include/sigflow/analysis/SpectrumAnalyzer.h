@@ -150,6 +150,9 @@ public:
   // 1 for the methods other than smFFT and smCZT.
   double WindowScaleFactor() const;
   const TVec& WindowVector() const { return windowVec_; }
+  // The parameter SignalWindow gets for Window: the Kaiser beta of SidelobeAtt, the Chebyshev
+  // attenuation, ExpWindow, the cosine taper 0.5; 0 for the fixed windows.
+  double WindowParameter() const;
 
   // ---- operations -----------------------------------------------------------------------
   // Complex spectrum of the current input into Dest, scaled by the amplitude factor.
