@@ -705,6 +705,17 @@ std::vector<double> Unwarp(const std::vector<double>& w) {
   return r;
 }
 
+// Chebyshev I and elliptic filters meet the template with their natural frequencies at the
+// pass-band edges.
+TIirOrder PassbandEdgeOrder(std::span<const double> Wp, std::span<const double> Ws, double PassRippleDb,
+                            double StopAttenuationDb, Family fam) {
+  const Template t = Analyse(Wp, Ws, PassRippleDb, StopAttenuationDb, fam);
+  TIirOrder r;
+  r.Order = static_cast<int>(std::ceil(OrderValue(fam, t.nat, PassRippleDb, StopAttenuationDb)));
+  r.Wn = Unwarp(t.passb);
+  return r;
+}
+
 }  // namespace
 
 TIirOrder ButterOrder(std::span<const double> Wp, std::span<const double> Ws, double PassRippleDb,
@@ -734,11 +745,7 @@ TIirOrder ButterOrder(std::span<const double> Wp, std::span<const double> Ws, do
 
 TIirOrder ChebyshevIOrder(std::span<const double> Wp, std::span<const double> Ws, double PassRippleDb,
                           double StopAttenuationDb) {
-  const Template t = Analyse(Wp, Ws, PassRippleDb, StopAttenuationDb, kCheby);
-  TIirOrder r;
-  r.Order = static_cast<int>(std::ceil(OrderValue(kCheby, t.nat, PassRippleDb, StopAttenuationDb)));
-  r.Wn = Unwarp(t.passb);
-  return r;
+  return PassbandEdgeOrder(Wp, Ws, PassRippleDb, StopAttenuationDb, kCheby);
 }
 
 TIirOrder ChebyshevIIOrder(std::span<const double> Wp, std::span<const double> Ws, double PassRippleDb,
@@ -770,11 +777,7 @@ TIirOrder ChebyshevIIOrder(std::span<const double> Wp, std::span<const double> W
 
 TIirOrder EllipticOrder(std::span<const double> Wp, std::span<const double> Ws, double PassRippleDb,
                         double StopAttenuationDb) {
-  const Template t = Analyse(Wp, Ws, PassRippleDb, StopAttenuationDb, kEllip);
-  TIirOrder r;
-  r.Order = static_cast<int>(std::ceil(OrderValue(kEllip, t.nat, PassRippleDb, StopAttenuationDb)));
-  r.Wn = Unwarp(t.passb);
-  return r;
+  return PassbandEdgeOrder(Wp, Ws, PassRippleDb, StopAttenuationDb, kEllip);
 }
 
 std::vector<double> ButterFilter(int Order, std::span<const double> Wn, TFilterType Type,
