@@ -8,13 +8,14 @@
 #include <string>
 #include <vector>
 
+#include "bench_wav.h"
 #include "sigflow/files/SignalRead.h"
 
 namespace {
 
-constexpr std::int64_t kFrames = std::int64_t(1) << 24;
-constexpr std::int64_t kBlock = 4096;
-constexpr int kChannels = 2;
+constexpr std::int64_t kFrames = sigflow::bench::kWavFrames;
+constexpr std::int64_t kBlock = sigflow::bench::kWavBlock;
+constexpr int kChannels = sigflow::bench::kWavChannels;
 
 // Made on first use, removed when the program ends.
 struct TComponentBenchFile {
@@ -22,17 +23,7 @@ struct TComponentBenchFile {
   TComponentBenchFile() {
     Name = (std::filesystem::temp_directory_path() / ("sigflow-filecomp-" + std::to_string(::getpid()) + ".wav"))
                .string();
-    SF_INFO info{};
-    info.samplerate = 48000;
-    info.channels = kChannels;
-    info.format = SF_FORMAT_WAV | SF_FORMAT_PCM_16;
-    SNDFILE* f = sf_open(Name.c_str(), SFM_WRITE, &info);
-    std::vector<short> block(std::size_t(kBlock * kChannels));
-    for (std::int64_t b = 0; b < kFrames; b += kBlock) {
-      for (std::size_t i = 0; i < block.size(); ++i) block[i] = short((b + std::int64_t(i)) * 2654435761u >> 16);
-      sf_writef_short(f, block.data(), kBlock);
-    }
-    sf_close(f);
+    sigflow::bench::WriteBenchWav16(Name);
   }
   ~TComponentBenchFile() {
     std::error_code ec;
